@@ -1,0 +1,22 @@
+#pragma once
+
+// The few questions about Unicode text that the program asks, answered by ICU. Texts are UTF-8; a
+// byte that is not may come back as U+FFFD. Pure functions; any thread.
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace cutstack {
+
+/// `text` with its first character in upper case, by Unicode's full mapping ("ß" becomes "SS").
+[[nodiscard]] std::string withFirstCharacterUpperCased(std::string_view text);
+
+/// `text` prepared for a comparison that ignores case: two texts are equal without regard to case
+/// exactly when their folded forms are equal.
+[[nodiscard]] std::string caseFolded(std::string_view text);
+
+/// The length of `text` in UTF-16 units, which is what rules that count characters count.
+[[nodiscard]] std::size_t utf16Length(std::string_view text);
+
+} // namespace cutstack

@@ -1,0 +1,39 @@
+#include "app/Settings.h"
+
+#include <gtest/gtest.h>
+
+namespace cutstack {
+
+namespace {
+
+TEST(SettingsTest, aFreshAccount) {
+    const std::string store = "/home/someone/Library/Application Support/Zantrel/Cutstack/Versions";
+    const PropertyList::Dictionary expected{
+        {"firstRun", true},
+        {"SUCheckAtStartup", true},
+        {"autosaveEnabled", 0},
+        {"autosaveInterval", 15},
+        {"removeDuplicates", 1},
+        {"xmlLimit", 5},
+        {"storagePath", store},
+        {"manageBackups", 1},
+        {"backupManagementMinLimitSet", 1},
+        {"backupManagementMinLimit", 25},
+        {"currentDayCount", 3},
+        {"currentBackupLimitSet", 0},
+        {"currentBackupLimit", 30},
+        {"oldBackupCount", 1},
+        {"oldBackupType", 0},
+        {"oldBackupLimitSet", 1},
+        {"oldBackupLimit", 30},
+        {"deleteBackupSet", 1},
+        {"deleteBackupCount", 90},
+        {"deleteBackupType", 0},
+        {"removalType", 0},
+    };
+    EXPECT_EQ(registeredDefaults(store), expected);
+}
+
+} // namespace
+
+} // namespace cutstack

@@ -1,0 +1,85 @@
+#!/usr/bin/env python3
+"""Fails when the code does not keep to the architecture (see docs/architecture.md):
+
+- a file includes only files of its own folder or of folders below it;
+- a library links only libraries that stand before it, so that there is no cycle;
+- only platform/linux includes headers that other systems don't have.
+
+    check_layers.py ROOT
+"""
+
+import re
+import sys
+from pathlib import Path
+
+# Each folder with those below it that it may use.
+BELOW = {
+    "platform": [],
+    "support": ["platform"],
+    "changes": ["support"],
+    "store": ["support", "platform", "changes"],
+    "fcp": ["support", "platform"],
+    "app": ["store", "changes", "fcp", "support", "platform"],
+    "ui": ["app", "store", "changes", "fcp", "support", "platform"],
+    "tools": ["store", "changes", "fcp", "app", "support", "platform"],
+}
+LINUX_ONLY = re.compile(r"<(systemd/|linux/|sys/(inotify|epoll|eventfd|signalfd|sendfile|xattr|"
+                        r"prctl|memfd|vfs|capability|sysinfo)|uuid/)")
+INCLUDE = re.compile(r'^\s*#\s*include\s+(["<][^">]+[">])', re.MULTILINE)
+LIBRARY = re.compile(r"cutstack_library\((\w+)([^)]*)\)")
+
+
+def sources(root):
+    for folder in BELOW:
+        yield from ((folder, path) for path in sorted((root / folder).rglob("*"))
+                    if path.suffix in (".h", ".cpp"))
+
+
+def wrong_includes(root):
+    for folder, path in sources(root):
+        shown = path.relative_to(root)
+        for include in INCLUDE.findall(path.read_text(encoding="utf-8")):
+            owner = include[1:].split("/")[0]
+            if include[0] == '"' and owner not in [folder] + BELOW[folder]:
+                yield "%s includes %s, which is not below it" % (shown, include)
+            if LINUX_ONLY.match(include) and "platform/linux" not in str(shown):
+                yield "%s includes %s, which only Linux has" % (shown, include)
+            if include.startswith('"platform/linux/') and folder != "platform":
+                yield "%s reaches behind the platform interfaces: %s" % (shown, include)
+
+
+def wrong_links(root):
+    known = {}
+    for folder in BELOW:
+        lists = root / folder / "CMakeLists.txt"
+        if not lists.exists():
+            continue
+        for name, arguments in LIBRARY.findall(lists.read_text(encoding="utf-8")):
+            known[name] = (folder, arguments.partition("LINKS")[2].split())
+    for name, (folder, links) in known.items():
+        for link in links:
+            if link in known and known[link][0] not in [folder] + BELOW[folder]:
+                yield "%s links %s, which is not below it" % (name, link)
+        if name in reached_from(links, known):
+            yield "%s links itself in a circle" % name
+
+
+def reached_from(links, known):
+    reached, waiting = set(), list(links)
+    while waiting:
+        link = waiting.pop()
+        if link in known and link not in reached:
+            reached.add(link)
+            waiting += known[link][1]
+    return reached
+
+
+def main():
+    root = Path(sys.argv[1])
+    faults = [*wrong_includes(root), *wrong_links(root)]
+    print("\n".join(faults))
+    sys.exit(bool(faults))
+
+
+if __name__ == "__main__":
+    main()
