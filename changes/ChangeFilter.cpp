@@ -1,0 +1,81 @@
+#include "changes/ChangeFilter.h"
+
+#include "support/Unicode.h"
+
+#include <algorithm>
+
+namespace cutstack {
+
+const std::array<std::string_view, kChangeKinds> kChangeKindNames = {
+    "in-points", "out-points", "markers",       "filters", "sequences",
+    "clips",     "subclips",   "freeze-frames", "bins",    "multiclips"};
+
+namespace {
+
+enum class Test : std::uint8_t { contains, beginsWith, endsWith };
+
+/// A word, in folded case, that tells a kind. Clips and bins are looked for as words of their own,
+/// so that a subclip is no clip; the others are found anywhere.
+struct Clue {
+    ChangeKind kind;
+    Test test;
+    std::string_view word;
+};
+
+constexpr std::array kClues = [] {
+    using enum ChangeKind;
+    using enum Test;
+    return std::array{
+        Clue{inPoints, contains, "in point"},  Clue{outPoints, contains, "out point"},
+        Clue{markers, contains, "marker"},     Clue{filters, contains, "filter"},
+        Clue{filters, contains, "generator"},  Clue{filters, contains, "transition"},
+        Clue{sequences, contains, "sequence"}, Clue{clips, contains, " clip "},
+        Clue{clips, beginsWith, "clip "},      Clue{clips, endsWith, " clip"},
+        Clue{subclips, contains, "subclip"},   Clue{freezeFrames, contains, "freeze frame"},
+        Clue{bins, contains, " bin "},         Clue{bins, beginsWith, "bin "},
+        Clue{bins, endsWith, " bin"},          Clue{multiclips, contains, "multiclip"},
+    };
+}();
+
+bool isFoundIn(std::string_view sentence, const Clue& clue) {
+    switch (clue.test) {
+    case Test::contains:
+        return sentence.find(clue.word) != std::string_view::npos;
+    case Test::beginsWith:
+        return sentence.starts_with(clue.word);
+    case Test::endsWith:
+        return sentence.ends_with(clue.word);
+    }
+    return false;
+}
+
+} // namespace
+
+ChangeFilter::ChangeFilter(const FilterSettings& settings)
+    : isOn_(std::ranges::any_of(settings, [](std::int64_t setting) { return setting != 0; })) {
+    for (std::size_t kind = 0; kind < kChangeKinds; ++kind)
+        if (settings.at(kind) == 1)
+            hidden_.push_back(static_cast<ChangeKind>(kind));
+}
+
+std::optional<std::string> ChangeFilter::failure() const {
+    if (!isOn_ || !hidden_.empty())
+        return std::nullopt;
+    return "Unable to parse the format string \"\"";
+}
+
+bool ChangeFilter::hides(std::string_view foldedSentence) const {
+    return std::ranges::any_of(kClues, [&](const Clue& clue) {
+        return std::ranges::find(hidden_, clue.kind) != hidden_.end() &&
+               isFoundIn(foldedSentence, clue);
+    });
+}
+
+std::vector<std::string> ChangeFilter::filterArray(std::vector<std::string> sentences) const {
+    if (!hidden_.empty())
+        std::erase_if(sentences,
+                      [this](const std::string& sentence) { return hides(caseFolded(sentence)); });
+    return sentences;
+}
+
+} // namespace cutstack

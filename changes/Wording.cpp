@@ -1,0 +1,42 @@
+#include "changes/Wording.h"
+
+namespace cutstack {
+
+namespace {
+
+std::string_view clipKind(Node subclipInfo, Node stillFrameOffset) {
+    if (subclipInfo.exists())
+        return "subclip";
+    return stillFrameOffset.exists() ? "freeze frame" : "clip";
+}
+
+} // namespace
+
+std::string_view trackWord(const NodeIdentity& identity, Node node) {
+    if (identity.pathContains(node, XmemlName::video))
+        return "video ";
+    return identity.pathContains(node, XmemlName::audio) ? "audio " : "";
+}
+
+std::string_view clipKindByChildren(const NodeIdentity& identity, Node clip) {
+    return clipKind(identity.child(clip, XmemlName::subclipinfo),
+                    identity.child(clip, XmemlName::stillframeoffset));
+}
+
+std::string_view clipKindByContents(const NodeIdentity& identity, Node clip) {
+    return clipKind(identity.firstBelow(clip, XmemlName::subclipinfo),
+                    identity.firstBelow(clip, XmemlName::stillframeoffset));
+}
+
+std::string namedPart(const NodeIdentity& identity, std::string_view part, Node named) {
+    if (!named.exists())
+        return {};
+    return formatString(part, {identity.nameForNode(named).value_or("")});
+}
+
+std::string sentenceFrom(std::string_view sentence, std::span<const std::string> texts) {
+    const std::vector<FormatArgument> arguments(texts.begin(), texts.end());
+    return formatString(sentence, arguments);
+}
+
+} // namespace cutstack
