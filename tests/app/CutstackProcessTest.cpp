@@ -54,6 +54,7 @@ protected:
         }
         return jobs;
     }
+
     const bool isRoot_ = getuid() == 0;
     TemporaryFolder folder_;
     const std::string executable_ = folder_ / "Cutstack.app/Contents/MacOS/Cutstack";
