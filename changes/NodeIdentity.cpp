@@ -224,12 +224,10 @@ std::string NodeIdentity::xpath(Node node) const {
         steps.push_back(node);
     }
     std::string path = node.parent().exists() ? "..." : "";
-    for (auto step = steps.rbegin(); step != steps.rend(); ++step)
-        path.append("/")
-            .append(step->nameText())
-            .append("[")
-            .append(std::to_string(position(*step)))
-            .append("]");
+    std::ranges::for_each(steps.rbegin(), steps.rend(), [&](Node step) {
+        path.append("/").append(step.nameText());
+        path.append("[").append(std::to_string(position(step))).append("]");
+    });
     return path;
 }
 

@@ -17,7 +17,7 @@ namespace cutstack {
 
 /// How many placeholders a sentence has: texts and the frame difference "%i".
 [[nodiscard]] constexpr std::size_t placeholders(std::string_view sentence) {
-    return textPlaceholders(sentence) + (sentence.find("%i") == sentence.npos ? 0U : 1U);
+    return textPlaceholders(sentence) + (sentence.find("%i") == std::string_view::npos ? 0U : 1U);
 }
 
 /// "video " or "audio " by the track that an element lies in, empty outside of both.

@@ -238,9 +238,9 @@ std::span<const NodeIndex> XmemlDocument::elementsNamed(XmemlName name) const {
 }
 
 XmemlDocument::Attributes XmemlDocument::attributesOf(NodeIndex element) const {
-    const auto [first, last] =
-        std::ranges::equal_range(attributes_, element, {}, &Attribute::owner);
-    return {first, last};
+    const auto ownerOf = &Attribute::owner;
+    return {std::ranges::lower_bound(attributes_, element, {}, ownerOf),
+            std::ranges::upper_bound(attributes_, element, {}, ownerOf)};
 }
 
 std::vector<XmemlName> XmemlDocument::unknownNamesIn(const XmemlDocument& other) const {

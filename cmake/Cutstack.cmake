@@ -36,7 +36,8 @@ endif()
 
 if(CUTSTACK_TIDY)
     find_program(CLANG_TIDY clang-tidy REQUIRED)
-    set(CMAKE_CXX_CLANG_TIDY ${CLANG_TIDY} --quiet)
+    # The compile commands are g++ ones, with warnings that clang does not know.
+    set(CMAKE_CXX_CLANG_TIDY ${CLANG_TIDY} --quiet --extra-arg=-Wno-unknown-warning-option)
 endif()
 
 # cutstack_library(NAME SOURCES... [LINKS LIBRARY...])

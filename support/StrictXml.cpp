@@ -97,7 +97,7 @@ void Reading::collectAttributes(int namespaceCount, const xmlChar** namespaces, 
     }
     // Five pointers an attribute: local name, prefix, namespace, begin and end of the value.
     for (int i = 0; i < attributeCount; ++i) {
-        const xmlChar** field = attributes + static_cast<std::ptrdiff_t>(5) * i;
+        const xmlChar** field = attributes + static_cast<std::ptrdiff_t>(i) * 5;
         const auto* value = reinterpret_cast<const char*>(field[3]);
         attributes_.push_back({viewOf(field[1]),
                                viewOf(field[0]),
@@ -202,7 +202,7 @@ std::optional<XmlError> convertXmlToUtf8(std::string& bytes) {
     const char* encoding = utf16Encoding(bytes);
     if (encoding == nullptr)
         return std::nullopt;
-    const iconv_t converter = iconv_open("UTF-8", encoding);
+    iconv_t converter = iconv_open("UTF-8", encoding);
     if (converter == iconv_t(-1)) // NOLINT(performance-no-int-to-ptr): iconv's way to say no
         return XmlError{"UTF-16 cannot be read on this machine", 0, 0};
     // One UTF-16 unit of two bytes becomes at most three bytes.

@@ -23,6 +23,7 @@ Finished finished(const std::vector<std::string>& arguments, const std::string& 
                                          O_WRONLY | O_CREAT, 0600);
     std::vector<std::string> words = arguments;
     std::vector<char*> argv;
+    argv.reserve(words.size() + 1);
     for (std::string& word : words)
         argv.push_back(word.data());
     argv.push_back(nullptr);

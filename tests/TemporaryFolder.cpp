@@ -3,7 +3,7 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
-#include <stdlib.h>
+#include <cstdlib>
 #include <system_error>
 
 namespace cutstack {

@@ -150,7 +150,7 @@ TEST(DocumentComparison, NestedAndLongDocumentsAreNoTrouble) {
     EXPECT_EQ(changelist(unknown("A"), unknown("B")), Sentences{"A changed to B"});
     EXPECT_EQ(changelist(manyClips("A"), manyClips("B")), Sentences{"Label2 changed to B"});
     EXPECT_FALSE(changelist(manyClips("A"), nested("B")).empty());
-    const std::string text(20'000'000, 'x');
+    const std::string text = repeated("x", 20'000'000);
     EXPECT_EQ(changelist("<a>" + text + "</a>", "<a>" + text + "y</a>"),
               Sentences{"A changed to " + text + "y"});
 }
