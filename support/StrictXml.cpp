@@ -89,15 +89,16 @@ xmlSAXHandler Reading::handlers() {
 void Reading::collectAttributes(int namespaceCount, const xmlChar** namespaces, int attributeCount,
                                 const xmlChar** attributes) {
     attributes_.clear();
-    for (int i = 0; i < namespaceCount; ++i) {
-        const xmlChar* prefix = namespaces[2 * i];
-        attributes_.push_back({prefix == nullptr ? "" : "xmlns",
-                               prefix == nullptr ? "xmlns" : viewOf(prefix),
-                               viewOf(namespaces[2 * i + 1])});
+    // Two pointers a declaration: prefix and name space.
+    for (const xmlChar** end = namespaces + std::ptrdiff_t{2} * namespaceCount; namespaces != end;
+         namespaces += 2) {
+        const bool isDefault = namespaces[0] == nullptr;
+        attributes_.push_back({isDefault ? "" : "xmlns",
+                               isDefault ? "xmlns" : viewOf(namespaces[0]), viewOf(namespaces[1])});
     }
     // Five pointers an attribute: local name, prefix, namespace, begin and end of the value.
     for (int i = 0; i < attributeCount; ++i) {
-        const xmlChar** field = attributes + static_cast<std::ptrdiff_t>(i) * 5;
+        const xmlChar** field = attributes + std::ptrdiff_t{5} * i;
         const auto* value = reinterpret_cast<const char*>(field[3]);
         attributes_.push_back({viewOf(field[1]),
                                viewOf(field[0]),
