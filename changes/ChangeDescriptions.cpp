@@ -1,7 +1,7 @@
 #include "changes/ChangeDescriptions.h"
 
 #include "changes/ChangeWording.h"
-#include "changes/XmemlText.h"
+#include "support/Numbers.h"
 
 #include <algorithm>
 #include <array>

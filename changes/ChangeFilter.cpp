@@ -72,9 +72,13 @@ bool ChangeFilter::hides(std::string_view foldedSentence) const {
 }
 
 std::vector<std::string> ChangeFilter::filterArray(std::vector<std::string> sentences) const {
+    std::string folded;
+    const auto isHidden = [&](const std::string& sentence) {
+        foldCase(sentence, folded);
+        return hides(folded);
+    };
     if (!hidden_.empty())
-        std::erase_if(sentences,
-                      [this](const std::string& sentence) { return hides(caseFolded(sentence)); });
+        std::erase_if(sentences, isHidden);
     return sentences;
 }
 

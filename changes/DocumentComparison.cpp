@@ -6,7 +6,6 @@
 #include "changes/ParallelWalk.h"
 #include "changes/Removals.h"
 #include "changes/ValueComparison.h"
-#include "changes/XmemlText.h"
 #include "support/Format.h"
 
 #include <algorithm>

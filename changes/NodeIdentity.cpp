@@ -2,6 +2,7 @@
 
 #include "changes/Timecode.h"
 #include "changes/XmemlText.h"
+#include "support/Numbers.h"
 #include "support/Unicode.h"
 
 #include <algorithm>

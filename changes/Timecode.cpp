@@ -1,7 +1,7 @@
 #include "changes/Timecode.h"
 
-#include "changes/XmemlText.h"
 #include "support/Format.h"
+#include "support/Numbers.h"
 
 #include <algorithm>
 

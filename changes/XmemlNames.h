@@ -16,7 +16,8 @@ namespace cutstack {
 #define CUTSTACK_XMEML_NAMES(X)                                                                    \
     X(uuid)                                                                                        \
     X(itemhistory)                                                                                 \
-    X(name) X(start) X(in) X(pathurl) X(marker) X(multiclip) X(subclipinfo) X(stillframeoffset)    \
+    X(name)                                                                                        \
+    X(start) X(in) X(pathurl) X(marker) X(multiclip) X(subclipinfo) X(stillframeoffset)            \
         X(alignment) X(alphatype) X(angle) X(audio) X(bin) X(children) X(clip) X(clipitem)         \
             X(codec) X(comment) X(data) X(displayformat) X(duration) X(effect) X(effectcategory)   \
                 X(effectid) X(effecttype) X(enabled) X(end) X(endoffset) X(fielddominance) X(file) \

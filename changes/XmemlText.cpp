@@ -1,7 +1,6 @@
 #include "changes/XmemlText.h"
 
 #include <algorithm>
-#include <limits>
 
 namespace cutstack {
 
@@ -31,19 +30,6 @@ std::optional<char> escapedCharacter(std::string_view text, std::size_t at) {
 }
 
 } // namespace
-
-std::int32_t integerValue(std::string_view text) {
-    constexpr std::int64_t least = std::numeric_limits<std::int32_t>::min();
-    constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
-    std::size_t at = std::min(text.find_first_not_of(" \t\r\n\v\f"), text.size());
-    const bool negative = at < text.size() && text[at] == '-';
-    if (at < text.size() && (text[at] == '-' || text[at] == '+'))
-        ++at;
-    std::int64_t value = 0;
-    for (; at < text.size() && isDigit(text[at]); ++at)
-        value = std::min(value * 10 + (text[at] - '0'), most + 1);
-    return static_cast<std::int32_t>(std::clamp(negative ? -value : value, least, most));
-}
 
 std::optional<std::string> percentUnescaped(std::string_view text) {
     if (!std::ranges::all_of(text, isAscii))
@@ -78,13 +64,5 @@ std::string_view lastPathComponent(std::string_view path) {
 }
 
 std::string fileNameOfUrl(std::string_view url) { return unescapedOrRaw(lastPathComponent(url)); }
-
-std::int32_t wrappingSum(std::int32_t a, std::int32_t b) {
-    return static_cast<std::int32_t>(static_cast<std::uint32_t>(a) + static_cast<std::uint32_t>(b));
-}
-
-std::int32_t wrappingDifference(std::int32_t a, std::int32_t b) {
-    return static_cast<std::int32_t>(static_cast<std::uint32_t>(a) - static_cast<std::uint32_t>(b));
-}
 
 } // namespace cutstack

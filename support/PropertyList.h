@@ -76,6 +76,7 @@ public:
 
     // The value itself, when it is of exactly that kind. A pointer is into this object.
     [[nodiscard]] const std::string* asString() const { return std::get_if<std::string>(&value_); }
+    [[nodiscard]] std::string* asString() { return std::get_if<std::string>(&value_); }
     [[nodiscard]] const PropertyListData* asData() const {
         return std::get_if<PropertyListData>(&value_);
     }

@@ -62,11 +62,18 @@ std::string withFirstCharacterUpperCased(std::string_view text) {
     return upper + std::string(text.substr(first));
 }
 
+void foldCase(std::string_view text, std::string& folded) {
+    if (!isAscii(text)) {
+        folded = mapped(text, &ucasemap_utf8FoldCase);
+        return;
+    }
+    folded.resize(text.size());
+    std::ranges::transform(text, folded.begin(), asciiLower);
+}
+
 std::string caseFolded(std::string_view text) {
-    if (!isAscii(text))
-        return mapped(text, &ucasemap_utf8FoldCase);
-    std::string folded(text);
-    std::ranges::transform(folded, folded.begin(), asciiLower);
+    std::string folded;
+    foldCase(text, folded);
     return folded;
 }
 

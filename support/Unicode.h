@@ -16,6 +16,9 @@ namespace cutstack {
 /// exactly when their folded forms are equal.
 [[nodiscard]] std::string caseFolded(std::string_view text);
 
+/// The same into a text whose memory is used again, for many texts after one another.
+void foldCase(std::string_view text, std::string& folded);
+
 /// The length of `text` in UTF-16 units, which is what rules that count characters count.
 [[nodiscard]] std::size_t utf16Length(std::string_view text);
 

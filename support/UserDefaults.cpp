@@ -3,13 +3,13 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
 
 #include "support/AtomicFile.h"
+#include "support/FileLock.h"
 #include "support/PropertyListReading.h"
 #include "support/PropertyListWriting.h"
 
@@ -57,43 +57,6 @@ int makeFolderOf(const std::filesystem::path& file) {
 bool isWritable(const std::string& key, const std::optional<PropertyList>& value) {
     return !value || xmlPropertyList(PropertyList::Dictionary{{key, *value}});
 }
-
-/// The lock of all processes that write one preferences file. It is a file of its own, because the
-/// preferences file itself is another one after every writing; it holds nothing and stays.
-class FileLock {
-public:
-    explicit FileLock(const std::filesystem::path& file) {
-        const std::string name =
-            (file.parent_path() / ("." + file.filename().string() + ".lock")).string();
-        descriptor_ = ::open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-        // One that another user made, root for one, can be locked all the same.
-        if (descriptor_ < 0 && errno == EACCES)
-            descriptor_ = ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
-        if (descriptor_ < 0) {
-            fault_ = errno;
-            return;
-        }
-        while (::flock(descriptor_, LOCK_EX) != 0) {
-            if (errno != EINTR) {
-                fault_ = errno;
-                return;
-            }
-        }
-    }
-    ~FileLock() {
-        if (descriptor_ >= 0)
-            ::close(descriptor_);
-    }
-    FileLock(const FileLock&) = delete;
-    FileLock& operator=(const FileLock&) = delete;
-
-    /// 0 when the lock is held, else errno's number for why not.
-    [[nodiscard]] int fault() const { return fault_; }
-
-private:
-    int descriptor_ = -1;
-    int fault_ = 0;
-};
 
 /// Renames a file to a name that nothing has; false with errno set, EEXIST when something has it.
 bool renameToFreeName(const std::string& from, const std::string& to) {

@@ -2,7 +2,8 @@
 """Fails when the code does not keep to the architecture (see docs/architecture.md):
 
 - a file includes only files of its own folder or of folders below it;
-- a library links only libraries that stand before it, so that there is no cycle;
+- no library links itself in a circle, also where two folders use each other;
+- the comparison engine reaches no file, no log, no clock and no setting;
 - only platform/linux includes headers that other systems don't have.
 
     check_layers.py ROOT
@@ -16,13 +17,16 @@ from pathlib import Path
 BELOW = {
     "platform": [],
     "support": ["platform"],
-    "changes": ["support"],
+    # Records and caches stand on the store's names, the backups on records and caches.
+    "changes": ["support", "platform", "store"],
     "store": ["support", "platform", "changes"],
     "fcp": ["support", "platform"],
     "app": ["store", "changes", "fcp", "support", "platform"],
     "ui": ["app", "store", "changes", "fcp", "support", "platform"],
     "tools": ["store", "changes", "fcp", "app", "support", "platform"],
 }
+ENGINE = ["changes_comparison", "changes_filter"]
+IMPURE = ["support_files", "support_log", "support_paths", "support_defaults", "platform_linux"]
 LINUX_ONLY = re.compile(r"<(systemd/|linux/|sys/(inotify|epoll|eventfd|signalfd|sendfile|xattr|"
                         r"prctl|memfd|vfs|capability|sysinfo)|uuid/)")
 INCLUDE = re.compile(r'^\s*#\s*include\s+(["<][^">]+[">])', re.MULTILINE)
@@ -62,6 +66,11 @@ def wrong_links(root):
                 yield "%s links %s, which is not below it" % (name, link)
         if name in reached_from(links, known):
             yield "%s links itself in a circle" % name
+
+
+    for name in ENGINE:
+        for impure in reached_from([name], known) & set(IMPURE):
+            yield "%s reaches %s, but the engine is pure" % (name, impure)
 
 
 def reached_from(links, known):

@@ -1,0 +1,27 @@
+#include "platform/FileStamp.h"
+
+#include <cerrno>
+#include <sys/stat.h>
+#include <system_error>
+
+namespace cutstack {
+
+namespace {
+
+std::int64_t nanoseconds(const timespec& time) {
+    return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
+}
+
+} // namespace
+
+std::optional<FileStamp> fileStamp(const std::string& path, std::string& error) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0) {
+        error = std::generic_category().message(errno);
+        return std::nullopt;
+    }
+    return FileStamp{status.st_dev, status.st_ino, static_cast<std::uint64_t>(status.st_size),
+                     nanoseconds(status.st_mtim), nanoseconds(status.st_ctim)};
+}
+
+} // namespace cutstack
