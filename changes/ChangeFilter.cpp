@@ -51,6 +51,22 @@ bool isFoundIn(std::string_view sentence, const Clue& clue) {
 
 } // namespace
 
+std::optional<FilterSettings> hidingKinds(std::string_view kinds, FilterSettings settings,
+                                          std::string& unknown) {
+    for (bool more = true; more;) {
+        const std::size_t comma = std::min(kinds.find(','), kinds.size());
+        const auto* known = std::ranges::find(kChangeKindNames, kinds.substr(0, comma));
+        if (known == kChangeKindNames.end()) {
+            unknown = kinds.substr(0, comma);
+            return std::nullopt;
+        }
+        settings.at(static_cast<std::size_t>(known - kChangeKindNames.begin())) = 1;
+        more = comma < kinds.size();
+        kinds.remove_prefix(std::min(comma + 1, kinds.size()));
+    }
+    return settings;
+}
+
 ChangeFilter::ChangeFilter(const FilterSettings& settings)
     : isOn_(std::ranges::any_of(settings, [](std::int64_t setting) { return setting != 0; })) {
     for (std::size_t kind = 0; kind < kChangeKinds; ++kind)

@@ -36,6 +36,11 @@ extern const std::array<std::string_view, kChangeKinds> kChangeKindNames;
 /// a filter that is on.
 using FilterSettings = std::array<std::int64_t, kChangeKinds>;
 
+/// The settings that hide the kinds named in `kinds`, separated by commas ("bins,clips"), besides
+/// those that are hidden in `settings`. Nothing when one is no name, which is put into `unknown`.
+[[nodiscard]] std::optional<FilterSettings>
+hidingKinds(std::string_view kinds, FilterSettings settings, std::string& unknown);
+
 class ChangeFilter {
 public:
     explicit ChangeFilter(const FilterSettings& settings);

@@ -2,6 +2,7 @@
 
 #include "support/AtomicFile.h"
 #include "support/FileLock.h"
+#include "support/FolderListing.h"
 #include "support/PropertyListReading.h"
 #include "support/PropertyListWriting.h"
 
@@ -57,6 +58,11 @@ void ChangelistCache::reset() {
     records_.clear();
     own_.clear();
     isReset_ = true;
+}
+
+bool ChangelistCache::hasRecordOf(std::string_view path) const {
+    const auto record = records_.find(fileNameOf(path));
+    return record != records_.end() && record->second.file == path;
 }
 
 void ChangelistCache::put(const std::string& fileName, VersionRecord record) {

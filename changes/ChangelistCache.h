@@ -44,7 +44,9 @@ public:
     void reset();
 
     [[nodiscard]] const VersionRecords& records() const { return records_; }
-    [[nodiscard]] bool has(std::string_view fileName) const { return records_.contains(fileName); }
+    /// Whether there is a record of the file at `path`. Project folders of different stores that
+    /// have the same name share a cache file; a record of another store's file is none of this one.
+    [[nodiscard]] bool hasRecordOf(std::string_view path) const;
     void put(const std::string& fileName, VersionRecord record);
 
     /// Writes the file: the records that were put, over those in the file. False with the reason in

@@ -115,7 +115,7 @@ std::optional<bool> Changelists::completeCache(ChangelistCache& cache, const std
     std::optional<std::string> previous;
     for (const std::string& name : visibleNames(folder)) {
         const std::string path = folder + "/" + name;
-        if (!cache.has(name)) {
+        if (!cache.hasRecordOf(path)) {
             if (!previous)
                 return recomputeAll(cache, folder) ? std::optional(true) : std::nullopt;
             // An operation of its own, so that it is not taken for a cancelled one.

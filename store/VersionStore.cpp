@@ -31,6 +31,17 @@ bool holdsVersions(const std::string& folder) {
 
 } // namespace
 
+/// The project in a folder, called as the store calls it when it is one of the store's.
+std::optional<StoredProject> VersionStore::inFolder(const fs::path& given) const {
+    std::error_code error;
+    const fs::path folder = fs::canonical(given, error);
+    if (error || !holdsVersions(folder.string()))
+        return std::nullopt;
+    const bool isInStore = fs::equivalent(folder.parent_path(), root_, error);
+    return StoredProject{folder.filename().string(),
+                         isInStore ? root_ + "/" + folder.filename().string() : folder.string()};
+}
+
 std::vector<StoredProject> VersionStore::projects() const {
     std::vector<StoredProject> projects;
     for (std::string& name : namesInFolder(root_).value_or(std::vector<std::string>()))
@@ -40,12 +51,8 @@ std::vector<StoredProject> VersionStore::projects() const {
 }
 
 std::optional<StoredProject> VersionStore::find(std::string_view nameOrFolder) const {
-    if (std::error_code error; nameOrFolder.find('/') != std::string_view::npos) {
-        const fs::path folder = fs::canonical(nameOrFolder, error);
-        if (error || !holdsVersions(folder.string()))
-            return std::nullopt;
-        return StoredProject{folder.filename().string(), folder.string()};
-    }
+    if (nameOrFolder.find('/') != std::string_view::npos)
+        return inFolder(fs::path(nameOrFolder));
     const auto known = projects();
     const std::string wanted = caseFolded(nameOrFolder);
     // The closest understanding comes first.

@@ -3,6 +3,7 @@
 // The folder that keeps the versions of all watched projects (VersionNames.h tells how it is laid
 // out). VersionStore looks into it; it changes nothing. Any thread.
 
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -20,7 +21,7 @@ struct StoredProject {
 
 class VersionStore {
 public:
-    /// The store in the folder `root`, which need not exist.
+    /// The store in the folder `root`, an absolute path, which need not exist.
     explicit VersionStore(std::string root) : root_(std::move(root)) {}
 
     [[nodiscard]] const std::string& root() const { return root_; }
@@ -34,6 +35,8 @@ public:
     [[nodiscard]] std::optional<StoredProject> find(std::string_view nameOrFolder) const;
 
 private:
+    [[nodiscard]] std::optional<StoredProject> inFolder(const std::filesystem::path& given) const;
+
     std::string root_;
 };
 
