@@ -26,6 +26,13 @@ std::string childOf(const std::string& folder, const std::string& name) {
     return folder == "/" ? folder + name : folder + "/" + name;
 }
 
+/// A slash after the name of a link would mean what the link leads to.
+std::string withoutSlashesAtEnd(std::string path) {
+    while (path.size() > 1 && path.ends_with('/'))
+        path.pop_back();
+    return path;
+}
+
 bool isOn(const std::vector<FileIdentity>& way, const FileIdentity& entry) {
     return std::find(way.begin(), way.end(), entry) != way.end();
 }
@@ -101,6 +108,12 @@ struct FreedesktopTrash::Place {
 
     [[nodiscard]] bool isHomeTrash() const { return top.empty(); }
     [[nodiscard]] std::string path() const { return childOf(parent, name); }
+    /// Links count on the way to the home trash only; elsewhere they could lead anywhere.
+    [[nodiscard]] std::vector<FileIdentity> wayThere() const {
+        return entriesOnTheWay(isHomeTrash() ? path() : parent);
+    }
+    /// The folder when it is there already.
+    [[nodiscard]] std::optional<FileIdentity> existing() const;
     /// Opens it, and makes what is missing; nothing, with errno, when that fails.
     [[nodiscard]] std::optional<TrashFolder> opened(uid_t userId) const;
 };
@@ -120,23 +133,30 @@ bool FreedesktopTrash::Item::found() {
 
 std::optional<FreedesktopTrash::Item> FreedesktopTrash::Item::at(const std::string& path,
                                                                  std::string& error) {
-    const std::size_t nameEnd = path.find_last_not_of('/') + 1;
-    const std::size_t nameStart = path.find_last_of('/', nameEnd == 0 ? 0 : nameEnd - 1) + 1;
+    const std::string entry = withoutSlashesAtEnd(path);
+    const std::size_t nameStart = entry.rfind('/') + 1;
     Item item;
-    item.name = nameEnd == 0 ? "." : path.substr(nameStart, nameEnd - nameStart);
-    const bool isRoot = nameEnd == 0 && !path.empty();
-    if (path.find('\0') != std::string::npos || item.name == ".." ||
-        (item.name == "." && !isRoot)) {
-        error = wordingOf(path.empty() ? ENOENT : EINVAL);
+    item.name = entry == "/" ? "." : entry.substr(nameStart);
+    const bool isOnlyDots = item.name == ".." || (item.name == "." && entry != "/");
+    if (isOnlyDots || path.find('\0') != std::string::npos) {
+        error = wordingOf(EINVAL);
         return std::nullopt;
     }
     std::error_code fault;
-    item.folder = fs::canonical(nameStart == 0 ? "." : path.substr(0, nameStart), fault).string();
+    item.folder = fs::canonical(nameStart == 0 ? "." : entry.substr(0, nameStart), fault).string();
     if (fault || !item.found()) {
         error = wordingOf(fault ? fault.value() : errno);
         return std::nullopt;
     }
     return item;
+}
+
+std::optional<FileIdentity> FreedesktopTrash::Place::existing() const {
+    struct stat status {};
+    const int flags = isHomeTrash() ? 0 : AT_SYMLINK_NOFOLLOW;
+    if (::fstatat(AT_FDCWD, path().c_str(), &status, flags) != 0 || !S_ISDIR(status.st_mode))
+        return std::nullopt;
+    return identityOf(status);
 }
 
 std::optional<TrashFolder> FreedesktopTrash::Place::opened(uid_t userId) const {
@@ -181,9 +201,9 @@ std::string FreedesktopTrash::refusalOf(const Item& item, const std::vector<Plac
         return "It is the home folder or leads to it";
     const std::vector<FileIdentity> wayToFolder = entriesOnTheWay(item.folder);
     for (const Place& place : places) {
-        if (isOn(entriesOnTheWay(place.path()), item.identity))
+        const auto trashFolder = place.existing();
+        if (isOn(place.wayThere(), item.identity) || trashFolder == item.identity)
             return "It is the Trash or leads to it";
-        const auto trashFolder = identityAt(place.path());
         if (trashFolder && isOn(wayToFolder, *trashFolder))
             return "It is in the Trash already";
     }
@@ -204,10 +224,11 @@ bool FreedesktopTrash::moveInto(const std::vector<Place>& places, const Item& it
         const auto folder = place.opened(owner_.userId);
         if (folder && folder->take(item.parent, item.name, noteOn(item, place)))
             return true;
-        error = wordingOf(errno);
+        const int fault = errno;
+        error = folder ? "" : "The Trash at " + place.path() + " cannot be used: ";
+        error += wordingOf(fault);
         if (folder)
             return false;
-        error = "The Trash at " + place.path() + " cannot be used: " + error;
     }
     return false;
 }

@@ -50,7 +50,8 @@ private:
     void goOnWith(const fs::path& path) {
         if (path.is_absolute())
             here_ = "/";
-        const std::vector<fs::path> names(path.relative_path().begin(), path.relative_path().end());
+        const fs::path relative = path.relative_path();
+        const std::vector<fs::path> names(relative.begin(), relative.end());
         ahead_.insert(ahead_.end(), names.rbegin(), names.rend());
     }
 
