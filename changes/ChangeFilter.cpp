@@ -3,6 +3,7 @@
 #include "support/Unicode.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace cutstack {
 
@@ -10,21 +11,33 @@ const std::array<std::string_view, kChangeKinds> kChangeKindNames = {
     "in-points", "out-points", "markers",       "filters", "sequences",
     "clips",     "subclips",   "freeze-frames", "bins",    "multiclips"};
 
-namespace {
-
-enum class Test : std::uint8_t { contains, beginsWith, endsWith };
-
 /// A word, in folded case, that tells a kind. Clips and bins are looked for as words of their own,
 /// so that a subclip is no clip; the others are found anywhere.
-struct Clue {
+struct ChangeFilter::Clue {
+    enum class Test : std::uint8_t { contains, beginsWith, endsWith };
+
     ChangeKind kind;
     Test test;
     std::string_view word;
+
+    [[nodiscard]] bool isIn(std::string_view sentence) const {
+        switch (test) {
+        case Test::contains:
+            return sentence.find(word) != std::string_view::npos;
+        case Test::beginsWith:
+            return sentence.starts_with(word);
+        case Test::endsWith:
+            return sentence.ends_with(word);
+        }
+        return false;
+    }
+
+    static const std::array<Clue, 16> all;
 };
 
-constexpr std::array kClues = [] {
+constexpr std::array<ChangeFilter::Clue, 16> ChangeFilter::Clue::all = [] {
     using enum ChangeKind;
-    using enum Test;
+    using enum Clue::Test;
     return std::array{
         Clue{inPoints, contains, "in point"},  Clue{outPoints, contains, "out point"},
         Clue{markers, contains, "marker"},     Clue{filters, contains, "filter"},
@@ -36,20 +49,6 @@ constexpr std::array kClues = [] {
         Clue{bins, endsWith, " bin"},          Clue{multiclips, contains, "multiclip"},
     };
 }();
-
-bool isFoundIn(std::string_view sentence, const Clue& clue) {
-    switch (clue.test) {
-    case Test::contains:
-        return sentence.find(clue.word) != std::string_view::npos;
-    case Test::beginsWith:
-        return sentence.starts_with(clue.word);
-    case Test::endsWith:
-        return sentence.ends_with(clue.word);
-    }
-    return false;
-}
-
-} // namespace
 
 std::optional<FilterSettings> hidingKinds(std::string_view kinds, FilterSettings settings,
                                           std::string& unknown) {
@@ -69,9 +68,9 @@ std::optional<FilterSettings> hidingKinds(std::string_view kinds, FilterSettings
 
 ChangeFilter::ChangeFilter(const FilterSettings& settings)
     : isOn_(std::ranges::any_of(settings, [](std::int64_t setting) { return setting != 0; })) {
-    for (std::size_t kind = 0; kind < kChangeKinds; ++kind)
-        if (settings.at(kind) == 1)
-            hidden_.push_back(static_cast<ChangeKind>(kind));
+    for (const Clue& clue : Clue::all)
+        if (settings.at(static_cast<std::size_t>(clue.kind)) == 1)
+            hidden_.push_back(&clue);
 }
 
 std::optional<std::string> ChangeFilter::failure() const {
@@ -81,21 +80,21 @@ std::optional<std::string> ChangeFilter::failure() const {
 }
 
 bool ChangeFilter::hides(std::string_view foldedSentence) const {
-    return std::ranges::any_of(kClues, [&](const Clue& clue) {
-        return std::ranges::find(hidden_, clue.kind) != hidden_.end() &&
-               isFoundIn(foldedSentence, clue);
-    });
+    return std::ranges::any_of(hidden_,
+                               [&](const Clue* clue) { return clue->isIn(foldedSentence); });
 }
 
-std::vector<std::string> ChangeFilter::filterArray(std::vector<std::string> sentences) const {
+std::vector<std::string>
+ChangeFilter::filterArray(const std::vector<std::string>& sentences) const {
+    if (hidden_.empty())
+        return sentences;
     std::string folded;
-    const auto isHidden = [&](const std::string& sentence) {
+    std::vector<std::string> shown;
+    std::ranges::copy_if(sentences, std::back_inserter(shown), [&](const std::string& sentence) {
         foldCase(sentence, folded);
-        return hides(folded);
-    };
-    if (!hidden_.empty())
-        std::erase_if(sentences, isHidden);
-    return sentences;
+        return !hides(folded);
+    });
+    return shown;
 }
 
 } // namespace cutstack

@@ -50,13 +50,16 @@ public:
 
     /// The sentences that are not hidden, in their order. All of them when every setting is 0 and
     /// when the filter has a failure().
-    [[nodiscard]] std::vector<std::string> filterArray(std::vector<std::string> sentences) const;
+    [[nodiscard]] std::vector<std::string>
+    filterArray(const std::vector<std::string>& sentences) const;
 
 private:
+    struct Clue;
+
     [[nodiscard]] bool hides(std::string_view foldedSentence) const;
 
     bool isOn_ = false;
-    std::vector<ChangeKind> hidden_;
+    std::vector<const Clue*> hidden_; ///< what tells the kinds that are hidden
 };
 
 } // namespace cutstack

@@ -47,7 +47,7 @@ int history(const VersionStore& store, const Options& options) {
         history.versions = versionsContaining(*options.searchText, history.versions);
     const ChangeFilter filter(options.hidden);
     for (VersionRecord& version : history.versions)
-        version.changelist = filter.filterArray(std::move(version.changelist));
+        version.changelist = filter.filterArray(version.changelist);
     print(history.versions, *project, options);
     std::cout.flush();
     for (const std::string& reason : history.notComputed)
