@@ -4,6 +4,7 @@
 #include "changes/XmemlText.h"
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 namespace cutstack {
@@ -94,7 +95,7 @@ std::string fill(const NodeIdentity& identity, Node added, Detail detail) {
 
 } // namespace
 
-Addition additionOf(const NodeIdentity& identity, Node added) {
+Addition additionOf(const NodeIdentity& identity, Node added, SentenceBudget& budget) {
     const auto& table = wording::kAdditionTable;
     const auto* row = std::ranges::find_if(table, [&](const AdditionRow& candidate) {
         return candidate.kind == added.name() && holds(identity, added, candidate.having);
@@ -105,7 +106,8 @@ Addition additionOf(const NodeIdentity& identity, Node added) {
     for (const Detail detail : row->details)
         if (detail != Detail::unused)
             texts.push_back(fill(identity, added, detail));
-    return {static_cast<std::size_t>(row - table.begin()), sentenceFrom(row->sentence, texts)};
+    return {static_cast<std::size_t>(row - table.begin()),
+            sentenceFrom(row->sentence, std::move(texts), budget)};
 }
 
 std::size_t additionRowCount() { return wording::kAdditionTable.size(); }

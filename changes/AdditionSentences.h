@@ -5,6 +5,7 @@
 // the thread of its NodeIdentity.
 
 #include "changes/NodeIdentity.h"
+#include "changes/Wording.h"
 
 #include <cstddef>
 #include <string>
@@ -20,7 +21,7 @@ struct Addition {
 /// The sentence for an added element.
 /// REQUIRES: its name is multiclip, clipitem, bin, generatoritem, transitionitem, marker, effect or
 /// sequence.
-[[nodiscard]] Addition additionOf(const NodeIdentity& identity, Node added);
+[[nodiscard]] Addition additionOf(const NodeIdentity& identity, Node added, SentenceBudget& budget);
 
 /// How many rows the table has.
 [[nodiscard]] std::size_t additionRowCount();

@@ -4,7 +4,7 @@
 #include "support/Numbers.h"
 
 #include <algorithm>
-#include <array>
+#include <utility>
 #include <vector>
 
 namespace cutstack {
@@ -49,6 +49,7 @@ private:
     [[nodiscard]] bool pointRemoved() const { return change_.newValue == kNoPoint; }
 
     [[nodiscard]] std::string fill(Slot slot, Node owner) const;
+    [[nodiscard]] std::string nameFor(Slot slot, Node owner) const;
     [[nodiscard]] std::string name(Node node) const {
         return identity_.nameForNode(node).value_or("");
     }
@@ -77,10 +78,8 @@ bool ChangeWordingContext::matches(const ChangeRow& row) const {
 
 bool ChangeWordingContext::markerIsKnown() const {
     const auto called = identity_.nameForNode(node_);
-    if (!called || change_.oldNode.parent().name() != XmemlName::marker)
-        return false;
-    const std::vector<std::string> names = with_.base_.markerNames();
-    return std::ranges::find(names, *called) != names.end();
+    return called && change_.oldNode.parent().name() == XmemlName::marker &&
+           with_.baseMarkerNames_.contains(*called);
 }
 
 bool ChangeWordingContext::holds(When when, Node owner) const {
@@ -125,12 +124,9 @@ std::string ChangeWordingContext::enclosingPart(Slot slot) const {
     return namedPart(identity_, row->part, identity_.nodeParentWithName(node_, row->enclosing));
 }
 
-std::string ChangeWordingContext::fill(Slot slot, Node owner) const {
+/// A slot that is filled with a name or the word for a kind.
+std::string ChangeWordingContext::nameFor(Slot slot, Node owner) const {
     switch (slot) {
-    case Slot::newValue:
-        return change_.newValue;
-    case Slot::oldValue:
-        return change_.oldValue;
     case Slot::ownerName:
         return name(owner);
     case Slot::parentElement:
@@ -147,6 +143,23 @@ std::string ChangeWordingContext::fill(Slot slot, Node owner) const {
         return capitalizeFirstLetter(clipKindByContents(identity_, owner));
     case Slot::trackWord:
         return std::string(trackWord(identity_, node_));
+    case Slot::filterName:
+        return name(nearbyEffect());
+    case Slot::filteredClipName:
+        return name(owner.parent());
+    default:
+        return enclosingPart(slot);
+    }
+}
+
+std::string ChangeWordingContext::fill(Slot slot, Node owner) const {
+    switch (slot) {
+    case Slot::newValue:
+        return change_.newValue;
+    case Slot::oldValue:
+        return change_.oldValue;
+    case Slot::precedingValue:
+        return node_.previous().stringValue();
     case Slot::from:
         return timecode(change_.oldValue);
     case Slot::to:
@@ -157,18 +170,12 @@ std::string ChangeWordingContext::fill(Slot slot, Node owner) const {
         return std::to_string(difference());
     case Slot::removedOrChanged:
         return removedOrChanged();
-    case Slot::precedingValue:
-        return node_.previous().stringValue();
-    case Slot::filterName:
-        return name(nearbyEffect());
-    case Slot::filteredClipName:
-        return name(owner.parent());
     case Slot::isOrIsNot:
         return change_.newValue == "TRUE" ? "is" : "is not";
     case Slot::enabledOrDisabled:
         return change_.newValue == "FALSE" ? "disabled" : "enabled";
     default:
-        return enclosingPart(slot);
+        return nameFor(slot, owner);
     }
 }
 
@@ -177,21 +184,26 @@ std::string ChangeWordingContext::sentence(const ChangeRow& row) const {
     for (const Slot slot : row.slots)
         if (slot != Slot::unused)
             texts.push_back(fill(slot, ownerOf(row)));
-    return sentenceFrom(row.sentence, texts);
+    return sentenceFrom(row.sentence, std::move(texts), with_.budget_);
 }
 
 ChangeDescriptions::ChangeDescriptions(const NodeIdentity& newDocument,
-                                       const NodeIdentity& baseDocument,
-                                       const IdentityList& oldUUIDs, ComparisonHost& host)
-    : identity_(newDocument), base_(baseDocument), oldUUIDs_(oldUUIDs), host_(host) {}
+                                       const TextSet& baseMarkerNames, const IdentityList& oldUUIDs,
+                                       ComparisonHost& host, SentenceBudget& budget)
+    : identity_(newDocument),
+      baseMarkerNames_(baseMarkerNames),
+      oldUUIDs_(oldUUIDs),
+      host_(host),
+      budget_(budget) {}
 
 std::size_t ChangeDescriptions::rowCount() { return wording::kChangeTable.size(); }
 
 std::string ChangeDescriptions::fallBack(const ChangedLeaf& change) {
     const std::string element = capitalizeFirstLetter(change.node.nameText());
+    const std::string value = budget_.fitted(change.newValue);
     host_.appendLog(formatString("Unknown change: %@ changed to %@. XPath: %@",
-                                 {element, change.newValue, identity_.xpath(change.node)}));
-    return formatString("%@ changed to %@", {element, change.newValue});
+                                 {element, value, identity_.xpath(change.node)}));
+    return sentenceFrom("%@ changed to %@", {element, value}, budget_);
 }
 
 Description ChangeDescriptions::describe(const ChangedLeaf& change) {

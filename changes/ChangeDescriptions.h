@@ -9,13 +9,17 @@
 #include "changes/ComparisonHost.h"
 #include "changes/IdentityList.h"
 #include "changes/NodeIdentity.h"
+#include "changes/Wording.h"
 
 #include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 
 namespace cutstack {
+
+using TextSet = std::unordered_set<std::string>;
 
 /// A leaf element whose value changed, and its counterpart in the base document.
 struct ChangedLeaf {
@@ -33,9 +37,10 @@ struct Description {
 
 class ChangeDescriptions {
 public:
-    /// `oldUUIDs` are those that the base document is taken to hold. All arguments outlive this.
-    ChangeDescriptions(const NodeIdentity& newDocument, const NodeIdentity& baseDocument,
-                       const IdentityList& oldUUIDs, ComparisonHost& host);
+    /// `baseMarkerNames` are the names of the base document's markers, `oldUUIDs` those UUIDs that
+    /// it is taken to hold. All arguments outlive this.
+    ChangeDescriptions(const NodeIdentity& newDocument, const TextSet& baseMarkerNames,
+                       const IdentityList& oldUUIDs, ComparisonHost& host, SentenceBudget& budget);
 
     /// The sentence for a change, or nothing when the table has none for it. When the user
     /// cancelled, ends the progress display and returns nothing. A change that the table does not
@@ -54,9 +59,10 @@ private:
     [[nodiscard]] std::string fallBack(const ChangedLeaf& change);
 
     const NodeIdentity& identity_;
-    const NodeIdentity& base_;
+    const TextSet& baseMarkerNames_;
     const IdentityList& oldUUIDs_;
     ComparisonHost& host_;
+    SentenceBudget& budget_;
 };
 
 } // namespace cutstack

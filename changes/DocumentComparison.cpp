@@ -2,6 +2,7 @@
 
 #include "changes/AdditionSentences.h"
 #include "changes/ChangeDescriptions.h"
+#include "changes/KnownHistories.h"
 #include "changes/NodeIdentity.h"
 #include "changes/ParallelWalk.h"
 #include "changes/Removals.h"
@@ -11,7 +12,6 @@
 #include <algorithm>
 #include <array>
 #include <string_view>
-#include <unordered_set>
 #include <utility>
 
 namespace cutstack {
@@ -48,7 +48,8 @@ public:
           newUUIDs_(newUUIDs),
           newIDs_(newIDs),
           host_(host),
-          descriptions_(identity_, base_, oldUUIDs, host),
+          descriptions_(identity_, baseMarkerNames_, oldUUIDs, host, budget_),
+          histories_(identity_, oldUUIDs),
           walk_(newDocument, baseDocument),
           values_(newDocument, baseDocument) {}
 
@@ -75,7 +76,10 @@ private:
     void reportMarker(Node marker);
     void reportEffect(Node effect);
     void reportIfNew(Node added);
-    void append(Node added) { result_.push_back(additionOf(identity_, added).sentence); }
+    void append(Node added) { result_.push_back(additionOf(identity_, added, budget_).sentence); }
+    void append(std::string_view sentence, std::string name) {
+        result_.push_back(sentenceFrom(sentence, {std::move(name)}, budget_));
+    }
 
     [[nodiscard]] bool isNew(Node node) const;
     [[nodiscard]] bool hasNewUuid(Node node) const;
@@ -88,10 +92,12 @@ private:
     const IdentityList& newUUIDs_;
     const IdentityList& newIDs_;
     ComparisonHost& host_;
+    SentenceBudget budget_;
+    TextSet baseMarkerNames_;
     ChangeDescriptions descriptions_;
+    KnownHistories histories_;
     ParallelWalk walk_;
     ValueComparison values_;
-    std::unordered_set<std::string> baseMarkerNames_;
     XmemlName lastDescribed_ = XmemlName::none;
     Changelist result_;
 };
@@ -119,7 +125,7 @@ std::optional<Changelist> Comparison::run() {
         baseMarkerNames_.insert(std::move(name));
     if (!walk())
         return std::nullopt;
-    appendRemovals(base_, oldUUIDs_, newUUIDs_, oldIDs_, newIDs_, host_, result_);
+    appendRemovals(base_, oldUUIDs_, newUUIDs_, oldIDs_, newIDs_, host_, budget_, result_);
     if (result_.empty())
         result_.emplace_back("No notable changes");
     return std::move(result_);
@@ -180,19 +186,18 @@ void Comparison::effectRenamed() {
     const Node name = walk_.newNode();
     const Node generator = identity_.nodeParentWithName(name.parent(), XmemlName::generatoritem);
     if (generator.exists())
-        result_.push_back(formatString("New generator added: %@",
-                                       {identity_.nameForNode(generator).value_or("")}));
-    else if (const std::string newName = name.stringValue(); !isBuiltInEffect(newName))
-        result_.push_back(formatString("New filter added: %@", {newName}));
+        append("New generator added: %@", identity_.nameForNode(generator).value_or(""));
+    else if (std::string newName = name.stringValue(); !isBuiltInEffect(newName))
+        append("New filter added: %@", std::move(newName));
     walk_.skipRestOfAncestor(2);
 }
 
-/// The identity is asked of the `name` element, which holds no uuid, rather than of the sequence:
-/// a sequence whose name changed gives no sentence. Kept as it always was.
+/// The identity is asked of the `name` element, which holds no uuid, rather than of the sequence: a
+/// sequence whose name changed gives no sentence. Changelists of all versions must agree on that.
 void Comparison::sequenceRenamed() {
     const Node name = walk_.newNode();
     if (const auto uuid = identity_.uuidForNode(name); uuid && !oldUUIDs_.contains(*uuid))
-        result_.push_back(formatString("New sequence added: %@", {name.stringValue()}));
+        append("New sequence added: %@", name.stringValue());
     walk_.skipRestOfAncestor(2);
 }
 
@@ -240,8 +245,8 @@ void Comparison::compareDifferentNames() {
 }
 
 /// Reports the new element if it is of a kind that is reported. True when the walks have found
-/// their next nodes with that; a sequence is skipped and realigned upon that as well, which is
-/// where old changelists come from and therefore kept.
+/// their next nodes with that. A sequence is skipped and then realigned as well: what follows it is
+/// worded by where the walks stand then, so both moves belong together.
 bool Comparison::reportAddition(Node added) {
     switch (added.name()) {
     case XmemlName::multiclip:
@@ -307,9 +312,7 @@ bool Comparison::hasNewUuid(Node node) const {
     const auto uuid = identity_.uuidForNode(node);
     if (!uuid || oldUUIDs_.contains(*uuid) || !newUUIDs_.contains(*uuid))
         return false;
-    return std::ranges::none_of(
-        identity_.uuidHistoryForNode(node),
-        [this](const std::string& earlier) { return oldUUIDs_.contains(earlier); });
+    return !histories_.contains(node);
 }
 
 } // namespace

@@ -32,7 +32,8 @@ using Changelist = std::vector<std::string>;
 ///
 /// The lists are every `uuid` and every `id` of the two documents; those called old may come from
 /// the comparison before instead. A missing document gives an empty changelist. Returns nothing
-/// when the user cancelled, which is not the same as nothing changed.
+/// when the user cancelled, which is not the same as nothing changed. When the sentences together
+/// grow beyond 16 MB, names and values of more than 200 bytes are cut in those that follow.
 [[nodiscard]] std::optional<Changelist>
 changeListForXMLDoc(const XmemlDocument* newDoc, const XmemlDocument* baseDoc,
                     IdentityValues oldUUIDList, IdentityValues oldIDList,

@@ -21,9 +21,6 @@ constexpr int kLongestPath = 256;
 /// The start of sequences that do not state one: one hour of 29.97 drop-frame timecode.
 constexpr std::int32_t kOneHourDropFrame = 107892;
 
-char asciiUpper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
-char asciiLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
 std::optional<std::string> unescapedValue(Node node) {
     return node.exists() ? std::optional(unescapedOrRaw(node.stringValue())) : std::nullopt;
 }

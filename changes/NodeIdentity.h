@@ -53,9 +53,6 @@ public:
     /// left out; document order.
     [[nodiscard]] std::vector<std::string> uuidHistoryForNode(Node node) const;
 
-    /// The element's next sibling, or that of the nearest ancestor that has one.
-    [[nodiscard]] Node nextSiblingForNode(Node node) const { return node.afterSubtree(); }
-
     /// The nearest ancestor of that name; never the element itself.
     [[nodiscard]] Node nodeParentWithName(Node node, XmemlName name) const;
 

@@ -34,7 +34,8 @@ private:
 };
 
 void appendRemovedUuids(const NodeIdentity& base, const std::vector<std::string_view>& removed,
-                        ComparisonHost& host, std::vector<std::string>& sentences) {
+                        ComparisonHost& host, SentenceBudget& budget,
+                        std::vector<std::string>& sentences) {
     if (removed.empty())
         return;
     const UuidPlaces places(base.document());
@@ -45,8 +46,9 @@ void appendRemovedUuids(const NodeIdentity& base, const std::vector<std::string_
         }
         const Node owner = places.find(uuid).parent();
         if (owner.exists() && owner.name() != XmemlName::itemhistory)
-            sentences.push_back(formatString(
-                "%@ %@ removed", {base.typeOfNode(owner), base.nameForNode(owner).value_or("")}));
+            sentences.push_back(sentenceFrom(
+                "%@ %@ removed", {base.typeOfNode(owner), base.nameForNode(owner).value_or("")},
+                budget));
     }
 }
 
@@ -54,9 +56,9 @@ void appendRemovedUuids(const NodeIdentity& base, const std::vector<std::string_
 
 void appendRemovals(const NodeIdentity& base, const IdentityList& oldUUIDs,
                     const IdentityList& newUUIDs, const IdentityList& oldIDs,
-                    const IdentityList& newIDs, ComparisonHost& host,
+                    const IdentityList& newIDs, ComparisonHost& host, SentenceBudget& budget,
                     std::vector<std::string>& sentences) {
-    appendRemovedUuids(base, removedValues(oldUUIDs, newUUIDs), host, sentences);
+    appendRemovedUuids(base, removedValues(oldUUIDs, newUUIDs), host, budget, sentences);
     for (const std::string_view id : removedValues(oldIDs, newIDs))
         host.console(formatString("err2: Invalid type in .//@id=\"%@\"[1]", {id}));
 }

@@ -5,6 +5,7 @@
 #include "changes/ComparisonHost.h"
 #include "changes/IdentityList.h"
 #include "changes/NodeIdentity.h"
+#include "changes/Wording.h"
 
 #include <string>
 #include <vector>
@@ -19,7 +20,7 @@ namespace cutstack {
 /// which keeps ids, which editors renumber at every export, from being taken for identities.
 void appendRemovals(const NodeIdentity& base, const IdentityList& oldUUIDs,
                     const IdentityList& newUUIDs, const IdentityList& oldIDs,
-                    const IdentityList& newIDs, ComparisonHost& host,
+                    const IdentityList& newIDs, ComparisonHost& host, SentenceBudget& budget,
                     std::vector<std::string>& sentences);
 
 } // namespace cutstack

@@ -1,5 +1,7 @@
 #include "changes/Wording.h"
 
+#include <utility>
+
 namespace cutstack {
 
 namespace {
@@ -34,9 +36,23 @@ std::string namedPart(const NodeIdentity& identity, std::string_view part, Node 
     return formatString(part, {identity.nameForNode(named).value_or("")});
 }
 
-std::string sentenceFrom(std::string_view sentence, std::span<const std::string> texts) {
+std::string SentenceBudget::fitted(std::string text) const {
+    if (spent_ <= kVerbatimBytes || text.size() <= kLongestCutText)
+        return text;
+    std::size_t end = kLongestCutText;
+    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U)
+        --end;
+    return text.replace(end, std::string::npos, "...");
+}
+
+std::string sentenceFrom(std::string_view sentence, std::vector<std::string> texts,
+                         SentenceBudget& budget) {
+    for (std::string& text : texts)
+        text = budget.fitted(std::move(text));
     const std::vector<FormatArgument> arguments(texts.begin(), texts.end());
-    return formatString(sentence, arguments);
+    std::string filled = formatString(sentence, arguments);
+    budget.spend(filled);
+    return filled;
 }
 
 } // namespace cutstack

@@ -9,9 +9,9 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace cutstack {
 
@@ -33,8 +33,27 @@ namespace cutstack {
 [[nodiscard]] std::string namedPart(const NodeIdentity& identity, std::string_view part,
                                     Node named);
 
-/// Fills a sentence from texts; "%i" is filled like "%@".
-[[nodiscard]] std::string sentenceFrom(std::string_view sentence,
-                                       std::span<const std::string> texts);
+/// How much the sentences of one comparison may grow to. Names and values stand in sentences as
+/// they are, however long, until the sentences together are large beyond what anybody reads; from
+/// then on long texts are cut. Without that, a small document that repeats one long text in
+/// thousands of sentences would need memory without bound.
+class SentenceBudget {
+public:
+    static constexpr std::size_t kVerbatimBytes = 16'000'000;
+    static constexpr std::size_t kLongestCutText = 200;
+
+    /// `text`, cut at a character's end and with "..." behind it when it is too long by now.
+    [[nodiscard]] std::string fitted(std::string text) const;
+
+    void spend(const std::string& sentence) { spent_ += sentence.size(); }
+
+private:
+    std::size_t spent_ = 0;
+};
+
+/// Fills a sentence from texts, as the budget allows, and takes it from the budget; "%i" is filled
+/// like "%@".
+[[nodiscard]] std::string sentenceFrom(std::string_view sentence, std::vector<std::string> texts,
+                                       SentenceBudget& budget);
 
 } // namespace cutstack

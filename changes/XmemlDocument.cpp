@@ -11,6 +11,10 @@ namespace {
 /// Sizes for the row of nodes: what exports have, generously, so that it seldom has to grow.
 constexpr std::size_t kBytesPerNode = 20;
 
+// A document of 2 GB, the most that is read, has fewer nodes than there are numbers for them.
+constexpr std::size_t kFewestBytesPerNode = 2;
+static_assert((std::size_t{1} << 31U) / kFewestBytesPerNode < kMissingNode);
+
 constexpr std::size_t numberOf(XmemlName name) { return static_cast<std::size_t>(name); }
 
 /// The number that `name` of one document has in another, given the translation of its unknown
@@ -61,7 +65,6 @@ public:
     void startElement(const XmlStartTag& tag) override;
     void endElement() override;
     void text(std::string_view piece) override;
-    std::optional<std::string> refusal() override;
 
     /// After the last event: the lists that need whole elements.
     void finish();
@@ -189,12 +192,6 @@ void XmemlDocumentBuilder::endElement() {
     open_ = element.parent;
 }
 
-std::optional<std::string> XmemlDocumentBuilder::refusal() {
-    if (document_.nodes_.size() < kMissingNode - 2)
-        return std::nullopt;
-    return "the document has too many elements";
-}
-
 void XmemlDocumentBuilder::finish() {
     document_.nodes_.front().end = static_cast<NodeIndex>(document_.nodes_.size());
     for (const NodeIndex uuid : document_.elementsNamed(XmemlName::uuid)) {
@@ -217,7 +214,8 @@ std::unique_ptr<const XmemlDocument> XmemlDocument::parse(std::string bytes, Xml
         document->bytes_ = std::move(bytes);
         XmemlDocumentBuilder builder(*document);
         fault = readStrictXml(document->bytes_, builder, bytesRead);
-        builder.finish();
+        if (!fault)
+            builder.finish();
     }
     if (!fault)
         return document;

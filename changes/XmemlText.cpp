@@ -1,13 +1,12 @@
 #include "changes/XmemlText.h"
 
-#include <algorithm>
+#include "support/Unicode.h"
 
 namespace cutstack {
 
 namespace {
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
-bool isAscii(char c) { return (static_cast<unsigned char>(c) & 0x80) == 0; }
 
 /// The value of a hexadecimal digit, -1 for another character.
 int hexValue(char c) {
@@ -32,7 +31,7 @@ std::optional<char> escapedCharacter(std::string_view text, std::size_t at) {
 } // namespace
 
 std::optional<std::string> percentUnescaped(std::string_view text) {
-    if (!std::ranges::all_of(text, isAscii))
+    if (!isAscii(text))
         return std::nullopt;
     std::string result;
     result.reserve(text.size());

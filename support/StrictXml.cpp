@@ -20,11 +20,10 @@ std::string_view viewOf(const xmlChar* text) {
     return text == nullptr ? std::string_view() : reinterpret_cast<const char*>(text);
 }
 
-std::string_view trimmedMessage(const char* message) {
-    std::string_view text = message == nullptr ? "unknown error" : message;
-    while (!text.empty() && (text.back() == '\n' || text.back() == ' '))
-        text.remove_suffix(1);
-    return text;
+/// The first line of a message; some have a second one with raw bytes.
+std::string_view firstLine(const char* message) {
+    const std::string_view text = message == nullptr ? "unknown error" : message;
+    return text.substr(0, text.find('\n'));
 }
 
 /// One reading: libxml2's parser, whose callbacks arrive here as members.
@@ -129,7 +128,7 @@ void Reading::raised(const xmlError& error) {
     const bool isFault = error.level == XML_ERR_FATAL || error.code == XML_WAR_UNDECLARED_ENTITY;
     if (!isFault || fault_)
         return;
-    fault_ = XmlError{std::string(trimmedMessage(error.message)), error.line, error.int2};
+    fault_ = XmlError{std::string(firstLine(error.message)), error.line, error.int2};
     xmlStopParser(parser_);
 }
 
@@ -183,6 +182,45 @@ XmlError errorAt(std::string message, std::string_view bytes, std::size_t offset
     return error;
 }
 
+/// How many attributes the start tag at `tag` seems to have.
+std::size_t attributesAt(std::string_view tag) {
+    std::size_t count = 0;
+    char quote = 0;
+    for (const char c : tag) {
+        if (quote != 0)
+            quote = c == quote ? '\0' : quote;
+        else if (c == '"' || c == '\'')
+            quote = c;
+        else if (c == '>')
+            break;
+        else
+            count += c == '=' ? 1U : 0U;
+    }
+    return count;
+}
+
+/// A tag with very many attributes, if there is one. The parser looks each attribute up among all
+/// others of the tag, so a small document of one such tag would keep it busy for hours.
+///
+/// No "<" stands in a tag but the first, and so many attributes take some space: only the gaps
+/// between two "<" that are longer than that are looked into. (A text that reads like such a tag
+/// in a CDATA section is refused with it.)
+std::optional<XmlError> attributeFlood(std::string_view bytes) {
+    constexpr std::size_t kMostAttributes = 1000;
+    constexpr std::size_t kLeastGap = kMostAttributes * std::string_view("a=''").size();
+    for (std::size_t at = bytes.find('<'); at != std::string_view::npos;) {
+        const std::size_t last = bytes.substr(0, at + kLeastGap).rfind('<');
+        if (last != at) {
+            at = last;
+            continue;
+        }
+        if (attributesAt(bytes.substr(at + 1)) > kMostAttributes)
+            return errorAt("the element has more than 1000 attributes", bytes, at);
+        at = bytes.find('<', at + 1);
+    }
+    return std::nullopt;
+}
+
 const char* utf16Encoding(std::string_view bytes) {
     if (bytes.starts_with("\xFF\xFE"))
         return "UTF-16LE";
@@ -232,6 +270,8 @@ std::optional<XmlError> readStrictXml(const std::string& bytes, XmlEvents& event
     // The parser takes a NUL for the end of its input and would not miss what follows.
     if (const auto nul = bytes.find('\0'); nul != std::string::npos)
         return errorAt("the document contains a NUL byte", bytes, nul);
+    if (auto flood = attributeFlood(bytes))
+        return flood;
     return Reading(bytes, events, bytesRead).run();
 }
 

@@ -15,14 +15,6 @@ namespace {
 using CaseMap = std::unique_ptr<UCaseMap, decltype(&ucasemap_close)>;
 using CaseMapping = decltype(&ucasemap_utf8ToUpper);
 
-bool isAscii(std::string_view text) {
-    return std::ranges::all_of(text,
-                               [](char c) { return (static_cast<unsigned char>(c) & 0x80) == 0; });
-}
-
-char asciiUpper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
-char asciiLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
 /// Applies one of ICU's mappings; text that it cannot map (more than 2 GB) stays as it is.
 std::string mapped(std::string_view text, CaseMapping mapping) {
     if (text.size() > std::numeric_limits<std::int32_t>::max() / 4)
@@ -52,6 +44,10 @@ std::size_t firstCharacterLength(std::string_view text) {
 }
 
 } // namespace
+
+bool isAscii(std::string_view text) {
+    return std::ranges::all_of(text, [](char c) { return isAscii(c); });
+}
 
 std::string withFirstCharacterUpperCased(std::string_view text) {
     if (text.empty())

@@ -9,6 +9,18 @@
 
 namespace cutstack {
 
+[[nodiscard]] constexpr char asciiUpper(char c) {
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
+[[nodiscard]] constexpr char asciiLower(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+[[nodiscard]] constexpr bool isAscii(char c) {
+    return (static_cast<unsigned char>(c) & 0x80U) == 0;
+}
+/// Whether every character is ASCII.
+[[nodiscard]] bool isAscii(std::string_view text);
+
 /// `text` with its first character in upper case, by Unicode's full mapping ("ß" becomes "SS").
 [[nodiscard]] std::string withFirstCharacterUpperCased(std::string_view text);
 

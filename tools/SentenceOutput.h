@@ -9,8 +9,9 @@
 
 namespace cutstack {
 
-/// `sentence` on one line that does nothing to a terminal: control characters in names become
-/// escapes as C writes them ("\n", "\x1b"); a tab stays.
+/// `sentence` on one line that does nothing to a terminal: control characters in names, and those
+/// that break lines or turn the direction of writing, become escapes as C writes them ("\n",
+/// "\x1b", "\u202e"); a tab stays.
 [[nodiscard]] std::string onOneLine(std::string_view sentence);
 
 /// Prints each sentence on a line. False when the stream failed.

@@ -52,16 +52,18 @@ public:
     explicit Described(std::string_view xml)
         : newDocument_(parsed(side(xml, true))), baseDocument_(parsed(side(xml, false))) {
         const NodeIdentity identity(*newDocument_);
-        const NodeIdentity base(*baseDocument_);
+        const auto markers = NodeIdentity(*baseDocument_).markerNames();
+        const TextSet markerNames(markers.begin(), markers.end());
         const IdentityList uuids(baseDocument_->uuidList());
         const Node leaf(*newDocument_, placeOfLeaf(xml));
         const Node oldLeaf(*baseDocument_, placeOfLeaf(xml));
-        description = ChangeDescriptions(identity, base, uuids, host)
+        description = ChangeDescriptions(identity, markerNames, uuids, host, budget)
                           .describe({leaf, leaf.stringValue(), oldLeaf, oldLeaf.stringValue()});
     }
 
     Description description;
     RecordingHost host;
+    SentenceBudget budget;
 
 private:
     std::unique_ptr<const XmemlDocument> newDocument_;
@@ -345,7 +347,9 @@ TEST(ChangeDescriptions, CancellingEndsTheProgressAndSaysNothing) {
     const IdentityList uuids(document->uuidList());
     RecordingHost host;
     host.cancelAtPoll = 1;
-    ChangeDescriptions descriptions(identity, identity, uuids, host);
+    const TextSet markerNames;
+    SentenceBudget budget;
+    ChangeDescriptions descriptions(identity, markerNames, uuids, host, budget);
     const Node name = firstNamed(*document, "name");
     EXPECT_EQ(descriptions.changeStringFromNode({name, "B", name, "A"}), std::nullopt);
     EXPECT_EQ(host.ends, 1);

@@ -155,5 +155,20 @@ TEST(DocumentComparison, NestedAndLongDocumentsAreNoTrouble) {
               Sentences{"A changed to " + text + "y"});
 }
 
+TEST(DocumentComparison, ALongTextInManySentencesIsCutInTheEnd) {
+    const std::string text(100'000, 'x');
+    const auto nested = [&](std::string_view leaf) {
+        return repeated("<a><b><c>", 1000) + text + std::string(leaf) +
+               repeated("</c></b></a>", 1000);
+    };
+    const Sentences changes = changelist(nested("1"), nested("2"));
+    EXPECT_EQ(changes.front(), "A changed to " + text + "2");
+    EXPECT_EQ(changes.back().substr(1), " changed to " + std::string(200, 'x') + "...");
+    std::size_t bytes = 0;
+    for (const std::string& sentence : changes)
+        bytes += sentence.size();
+    EXPECT_LT(bytes, 17'000'000U);
+}
+
 } // namespace
 } // namespace cutstack

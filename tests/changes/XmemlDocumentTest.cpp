@@ -21,6 +21,13 @@ std::string utf16(std::string_view ascii, bool bigEndian) {
     return bytes;
 }
 
+std::string manyAttributes(int count) {
+    std::string attributes;
+    for (int i = 0; i < count; ++i)
+        attributes += " a" + std::to_string(i) + "='>'";
+    return attributes;
+}
+
 TEST(XmemlDocument, WhatBecomesANode) {
     const std::string bom = "\xEF\xBB\xBF";
     const struct {
@@ -28,6 +35,7 @@ TEST(XmemlDocument, WhatBecomesANode) {
         std::string_view nodes;
     } cases[] = {
         {"<a/>", "a "},
+        {"<a" + manyAttributes(1000) + "/>", "a "},
         {"<a> x <b>\n</b>\t</a>", "a ' x ' b "},
         {"<a>x<!-- c -->y<?p i?>z</a>", "a 'xyz' "},
         {"<a> <!-- c --> </a>", "a "},
@@ -128,6 +136,8 @@ TEST(XmemlDocument, WhatIsRefusedAndWhere) {
         {"<a/>\0<b/>"s, "line 1, column 5: the document contains a NUL byte"},
         {"<a>\n\0</a>"s, "line 2, column 1: the document contains a NUL byte"},
         {"<\0a\0/\0>\0"s, "NUL"},
+        {"<a>\n<b" + manyAttributes(1001) + "/></a>",
+         "line 2, column 1: the element has more than"},
         {"\xFF\xFE<"s, "not valid UTF-16"},
         {"\xFF\xFE<\0a\0>\0\0\xD8<\0/\0a\0>\0"s, "not valid UTF-16"},
     };

@@ -24,15 +24,17 @@ ESCAPES = {"\n": "\\n", "\r": "\\r"}
 
 def on_one_line(sentence):
     """A sentence as the tool prints it, with control characters made visible."""
-    return re.sub(r"[\x00-\x08\x0a-\x1f\x7f]",
-                  lambda found: ESCAPES.get(found[0], "\\x%02x" % ord(found[0])), sentence)
+    def escaped(found):
+        code = ord(found[0])
+        return ESCAPES.get(found[0], ("\\x%02x" if code < 0x80 else "\\u%04x") % code)
+    return re.sub("[\x00-\x08\x0a-\x1f\x7f-\x9f\u2028-\u202e\u2066-\u2069]", escaped, sentence)
 
 
 def said_by_model(base, new):
     comparison = Comparison(parse(base), parse(new))
     sentences = [on_one_line(each) for each in comparison.changelist()]
     console = [each.partition(" ")[::2] for each in comparison.console]
-    return sentences, comparison.log, console
+    return sentences, [on_one_line(each) for each in comparison.log], console
 
 
 def console_line(line):

@@ -68,7 +68,7 @@ TEST_F(Xmemldiff, NamesTheFileThePlaceAndTheReason) {
         {{"base.xml", "cut.xml"}, "cut.xml:2:6: Premature end of data in tag bin line 2\n"},
         {{"empty.xml", "base.xml"}, "empty.xml: the document is empty\n"},
         {{"fragment.xml", "base.xml"},
-         "fragment.xml:1:1: this is no XMEML export: its root element is 'filter'\n"},
+         "fragment.xml: this is no XMEML export: its root element is 'filter'\n"},
         {{"-", "base.xml"}, "standard input: the document is empty\n"},
         {{"base.xml"}, "two files are needed, the base and the new one\n"},
         {{"a", "b", "c"}, "only two files can be compared\n"},
@@ -79,6 +79,7 @@ TEST_F(Xmemldiff, NamesTheFileThePlaceAndTheReason) {
         {{"--nonsense", "a", "b"}, "unknown option '--nonsense'\n"},
         {{"--log", "/no/such/folder/x", "base.xml", "new.xml"},
          "/no/such/folder/x: No such file or directory\n"},
+        {{"--log", "new.xml", "base.xml", "new.xml"}, "new.xml: the log would replace an export\n"},
     };
     for (const auto& row : cases) {
         const Finished tool = run(row.arguments);
@@ -114,13 +115,27 @@ TEST_F(Xmemldiff, AFullDiskIsTrouble) {
     EXPECT_EQ(tool.errors, "xmemldiff: the sentences could not be written\n");
 }
 
+TEST_F(Xmemldiff, LowMemoryIsTrouble) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "sanitizers need all the address space that there is";
+#endif
+    const std::string large = "<xmeml>" + std::string(50'000'000, 'x') + "</xmeml>";
+    writeContent(folder_ / "large.xml", large);
+    const Finished tool =
+        finished({"/bin/sh", "-c", "ulimit -v 150000; exec \"$0\" \"$@\"", XMEMLDIFF,
+                  folder_ / "large.xml", folder_ / "large.xml"});
+    EXPECT_EQ(tool.status, 2);
+    EXPECT_NE(tool.errors.find("out of memory"), std::string::npos) << tool.errors;
+}
+
 TEST(SentenceOutput, KeepsASentenceOnOneHarmlessLine) {
     const struct {
         std::string_view sentence, line;
     } cases[] = {{"Café\tau lait", "Café\tau lait"},
                  {"a\nb\r\n", "a\\nb\\r\\n"},
                  {"\x1b[31mred\x7f", "\\x1b[31mred\\x7f"},
-                 {std::string_view("\0", 1), "\\x00"}};
+                 {std::string_view("\0", 1), "\\x00"},
+                 {"\u009B31m\u2028\u202Eabc\u2069\u2030", "\\u009b31m\\u2028\\u202eabc\\u2069\u2030"}};
     for (const auto& row : cases)
         EXPECT_EQ(onOneLine(row.sentence), row.line);
 }

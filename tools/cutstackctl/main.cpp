@@ -2,6 +2,7 @@
 
 #include "changes/ChangeFilter.h"
 #include "changes/VersionSearch.h"
+#include "platform/ProcessPreparation.h"
 #include "store/VersionStore.h"
 #include "tools/cutstackctl/History.h"
 #include "tools/cutstackctl/HistoryOutput.h"
@@ -97,8 +98,9 @@ int run(std::span<const char* const> arguments) {
 } // namespace cutstack::cutstackctl
 
 int main(int argc, char** argv) {
+    cutstack::prepareProcess();
     try {
-        return cutstack::cutstackctl::run({argv + 1, argv + argc});
+        return cutstack::cutstackctl::run({argv + (argc > 0 ? 1 : 0), argv + argc});
     } catch (const std::bad_alloc&) {
         return cutstack::cutstackctl::trouble("out of memory");
     } catch (const std::exception& exception) {

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <exception>
 #include <future>
 #include <limits>
 #include <optional>
@@ -30,6 +31,7 @@ struct Reading {
     void run();
 
 private:
+    void readAndParse();
     void parse(std::string content);
 };
 
@@ -41,7 +43,7 @@ void Reading::parse(std::string content) {
     if (document != nullptr && document->root().name() != XmemlName::xmeml) {
         fault = {formatString("this is no XMEML export: its root element is '%@'",
                               {document->root().nameText()}),
-                 1, 1};
+                 0, 0};
         document.reset();
     }
     if (document != nullptr)
@@ -51,7 +53,18 @@ void Reading::parse(std::string content) {
     error = formatString("%@:%@ %@", {shownName(file), place, fault.message});
 }
 
+/// Whatever goes wrong ends in `error`: nobody listens to exceptions of this thread.
 void Reading::run() {
+    try {
+        readAndParse();
+    } catch (const std::bad_alloc&) {
+        error = shownName(file) + ": out of memory";
+    } catch (const std::exception& exception) {
+        error = shownName(file) + ": " + exception.what();
+    }
+}
+
+void Reading::readAndParse() {
     std::string reason;
     auto content = readFile(file == "-" ? "/dev/stdin" : file, kLargestExport, reason);
     if (!content) {

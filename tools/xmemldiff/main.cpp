@@ -2,14 +2,16 @@
 
 #include "changes/ChangeFilter.h"
 #include "changes/DocumentComparison.h"
+#include "platform/ProcessPreparation.h"
+#include "support/AtomicFile.h"
 #include "tools/SentenceOutput.h"
 #include "tools/xmemldiff/Exports.h"
 #include "tools/xmemldiff/Options.h"
 
-#include <cstring>
 #include <exception>
-#include <fstream>
+#include <filesystem>
 #include <iostream>
+#include <system_error>
 
 namespace cutstack::xmemldiff {
 
@@ -17,18 +19,15 @@ namespace {
 
 enum ExitStatus : int { kNoChange = 0, kChanges = 1, kTrouble = 2 };
 
-/// Runs the comparison to its end; its lines go into the log file, if there is one.
+/// Runs the comparison to its end and keeps its lines.
 class ToolHost final : public ComparisonHost {
 public:
-    explicit ToolHost(std::ofstream& log) : log_(log) {}
-
     [[nodiscard]] bool progressCancelled() const override { return false; }
     void endProgress() override {}
-    void appendLog(std::string_view line) override { log_ << line << '\n'; }
-    void console(std::string_view line) override { log_ << line << '\n'; }
+    void appendLog(std::string_view line) override { lines.append(onOneLine(line)).append("\n"); }
+    void console(std::string_view line) override { appendLog(line); }
 
-private:
-    std::ofstream& log_;
+    std::string lines;
 };
 
 int trouble(std::string_view message) {
@@ -41,25 +40,36 @@ bool saysThatSomethingChanged(const Changelist& changes) {
            changes.front() != "No notable changes";
 }
 
+bool isOneOfTheExports(const std::string& file, const Options& options) {
+    std::error_code ignored;
+    return std::filesystem::equivalent(file, options.baseFile, ignored) ||
+           std::filesystem::equivalent(file, options.newFile, ignored);
+}
+
+/// Writes the log where it is wanted; false with the reason in `error` when that fails.
+bool writeLog(const std::string& file, const std::string& lines, std::string& error) {
+    if (file != "-")
+        return writeFileAtomically(file, lines, error);
+    std::cerr << lines;
+    return true;
+}
+
 int compare(const Options& options) {
-    std::ofstream log;
-    if (options.logFile) {
-        log.open(*options.logFile);
-        if (!log)
-            return trouble(*options.logFile + ": " + std::strerror(errno));
-    }
+    if (options.logFile && isOneOfTheExports(*options.logFile, options))
+        return trouble(*options.logFile + ": the log would replace an export");
     const Exports exports = readExports(options.baseFile, options.newFile);
     for (const std::string& error : exports.errors)
         trouble(error);
     if (!exports.errors.empty())
         return kTrouble;
 
-    ToolHost host(log);
-    const auto changes =
-        changeListForXMLDoc(*exports.next, *exports.base, host).value_or(Changelist());
-    const Changelist shown = ChangeFilter(options.hidden).filterArray(changes);
-    if (options.logFile && !log.flush())
-        return trouble(*options.logFile + ": the log could not be written");
+    ToolHost host;
+    const auto changes = changeListForXMLDoc(*exports.next, *exports.base, host);
+    const Changelist shown =
+        ChangeFilter(options.hidden).filterArray(changes.value_or(Changelist()));
+    std::string error;
+    if (options.logFile && !writeLog(*options.logFile, host.lines, error))
+        return trouble(*options.logFile + ": " + error);
     if (!options.quiet && !printSentences(std::cout, shown))
         return trouble("the sentences could not be written");
     return saysThatSomethingChanged(shown) ? kChanges : kNoChange;
@@ -87,8 +97,9 @@ int run(std::span<const char* const> arguments) {
 } // namespace cutstack::xmemldiff
 
 int main(int argc, char** argv) {
+    cutstack::prepareProcess();
     try {
-        return cutstack::xmemldiff::run({argv + 1, argv + argc});
+        return cutstack::xmemldiff::run({argv + (argc > 0 ? 1 : 0), argv + argc});
     } catch (const std::bad_alloc&) {
         return cutstack::xmemldiff::trouble("out of memory");
     } catch (const std::exception& exception) {
