@@ -1,42 +1,42 @@
 #include "app/EntryPoint.h"
 
-#include <array>
 #include <string>
 
 #include "support/ZTException.h"
 
 namespace cutstack {
 
-namespace {
-
-template <typename... Arguments>
-void appendLog(LogWriter& log, std::string_view format, const Arguments&... arguments) {
-    log.appendLog(format, std::array{FormatArgument(arguments)...});
-}
-
-} // namespace
-
 int EntryPoint::run(int argc, char** argv) const {
+    // The window's framework counts on the program's name, which a caller may leave out.
+    static char name[] = "Cutstack";
+    static char* onlyName[] = {name, nullptr};
     const auto rule = argc > 1 ? runModeForArgument(argv[1]) : std::nullopt;
-    return rule ? runMode(*rule) : runApplication(argc, argv);
+    if (rule)
+        return runMode(*rule);
+    const auto application = [&] {
+        return argc < 1 ? runApplication(1, onlyName) : runApplication(argc, argv);
+    };
+    return guarded("main", application, log).value_or(1);
 }
 
 int EntryPoint::runMode(const RunModeRule& rule) const {
-    const auto controller = initWithoutGUI();
+    const auto controller =
+        guarded("-[AppController initWithoutGUI]", initWithoutGUI, log).value_or(nullptr);
     if (controller == nullptr) {
         log.console().log("Fatal error: Unable to initialize application");
         return 1;
     }
     perform(rule, *controller);
     if (rule.isFollowedByReload)
-        startReload(*controller);
+        guarded(
+            "main", [&] { startReload(*controller); }, log);
     return 0;
 }
 
 void EntryPoint::perform(const RunModeRule& rule, AppController& controller) const {
     const auto operation = operations.find(rule.mode);
     if (operation == operations.end()) {
-        appendLog(log, "This build does not have %@", rule.operation);
+        log.appendLog("This build does not have %@", rule.operation);
         return;
     }
     guarded(
@@ -46,12 +46,12 @@ void EntryPoint::perform(const RunModeRule& rule, AppController& controller) con
 void EntryPoint::startReload(const AppController& controller) const {
     const auto executable = controller.currentExePath();
     if (!executable) {
-        appendLog(log, "Unable to run %@: the application's bundle is not known", kReloadArgument);
+        log.appendLog("Unable to run %@: the application's bundle is not known", kReloadArgument);
         return;
     }
     const ProgramEnd end = programs.run(*executable, {std::string(kReloadArgument)});
     if (!end.exitStatus)
-        appendLog(log, "Unable to run %@ %@: %@", *executable, kReloadArgument, end.error);
+        log.appendLog("Unable to run %@ %@: %@", *executable, kReloadArgument, end.error);
 }
 
 } // namespace cutstack

@@ -26,7 +26,9 @@ struct EntryPoint {
     LogWriter& log;
 
     /// Does what the first argument asks for. Returns the exit status: 1 when there is no
-    /// controller, otherwise 0 for a run without a window, whatever came of its job.
+    /// controller, otherwise 0 for a run without a window, whatever came of its job; the windowed
+    /// program's own, or 1 when an exception ended it. The windowed program always gets its name
+    /// as the first of its arguments.
     [[nodiscard]] int run(int argc, char** argv) const;
 
 private:

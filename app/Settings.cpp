@@ -7,23 +7,21 @@ namespace cutstack {
 
 namespace {
 
-/// An absent key means something to its readers.
-struct NotRegistered {};
 struct DefaultStoragePath {};
 
 struct Setting {
     std::string_view key;
-    std::variant<NotRegistered, bool, std::int64_t, DefaultStoragePath> registered;
+    std::variant<bool, std::int64_t, DefaultStoragePath> registered;
 };
 
 constexpr std::int64_t number(std::int64_t value) { return value; }
 
+/// The other settings have no default: an absent key means something to their readers.
 constexpr Setting kSettings[] = {
     {settings::firstRun, true},
     {settings::SUCheckAtStartup, true},
     {settings::autosaveEnabled, number(0)},
     {settings::autosaveInterval, number(15)},
-    {settings::autoBackup, NotRegistered()},
     {settings::removeDuplicates, number(1)},
     {settings::xmlLimit, number(5)},
     {settings::storagePath, DefaultStoragePath()},
@@ -41,33 +39,34 @@ constexpr Setting kSettings[] = {
     {settings::deleteBackupCount, number(90)},
     {settings::deleteBackupType, number(0)},
     {settings::removalType, number(0)},
-    {settings::lastProject, NotRegistered()},
-    {settings::filelist, NotRegistered()},
-    {settings::filterInPoints, NotRegistered()},
-    {settings::filterOutPoints, NotRegistered()},
-    {settings::filterMarkers, NotRegistered()},
-    {settings::filterFilters, NotRegistered()},
-    {settings::filterSequences, NotRegistered()},
-    {settings::filterClips, NotRegistered()},
-    {settings::filterSubclips, NotRegistered()},
-    {settings::filterFreezeFrames, NotRegistered()},
-    {settings::filterBins, NotRegistered()},
-    {settings::filterMulticlips, NotRegistered()},
 };
+
+std::optional<std::string> inApplicationSupport(std::string_view folder, const Locations& at) {
+    auto support = ZTLocalPaths::appSupportDirectory(true, at);
+    return support ? std::optional(support->append("/").append(folder)) : std::nullopt;
+}
 
 } // namespace
 
-PropertyList::Dictionary registeredDefaults(std::string_view defaultStoragePath) {
+PropertyList::Dictionary registeredDefaults(std::string_view storagePath) {
     PropertyList::Dictionary defaults;
     for (const Setting& setting : kSettings) {
         if (const bool* flag = std::get_if<bool>(&setting.registered))
             defaults.emplace(setting.key, *flag);
         else if (const auto* value = std::get_if<std::int64_t>(&setting.registered))
             defaults.emplace(setting.key, *value);
-        else if (std::holds_alternative<DefaultStoragePath>(setting.registered))
-            defaults.emplace(setting.key, defaultStoragePath);
+        else
+            defaults.emplace(setting.key, storagePath);
     }
     return defaults;
+}
+
+std::optional<std::string> defaultStoragePath(const Locations& at) {
+    return inApplicationSupport("Zantrel/Cutstack/Versions", at);
+}
+
+std::optional<std::string> cacheFolder(const Locations& at) {
+    return inApplicationSupport("Zantrel/Cutstack/Caches", at);
 }
 
 } // namespace cutstack

@@ -4,10 +4,12 @@
 // program registers these defaults with its UserDefaults; runs without a window read the
 // preferences file alone and have their own fallbacks. Constants and pure functions; any thread.
 
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "support/PropertyList.h"
+#include "support/ZTLocalPaths.h"
 
 namespace cutstack {
 
@@ -63,8 +65,15 @@ inline constexpr std::string_view filterMulticlips = "filterMulticlips";
 
 } // namespace settings
 
-/// The defaults to register: every setting that has one. `defaultStoragePath` is the absolute path
-/// of the version store in the user's Application Support folder.
-[[nodiscard]] PropertyList::Dictionary registeredDefaults(std::string_view defaultStoragePath);
+/// The defaults to register: every setting that has one. `storagePath` is defaultStoragePath().
+[[nodiscard]] PropertyList::Dictionary registeredDefaults(std::string_view storagePath);
+
+/// The absolute path of the version store where the settings name none, in the user's Application
+/// Support folder; nothing for a user without a home. The folder need not exist.
+[[nodiscard]] std::optional<std::string>
+defaultStoragePath(const Locations& at = Locations::ofProcess());
+
+/// The same for the folder of the changelist caches.
+[[nodiscard]] std::optional<std::string> cacheFolder(const Locations& at = Locations::ofProcess());
 
 } // namespace cutstack

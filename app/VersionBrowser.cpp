@@ -5,7 +5,6 @@
 #include "support/ZTException.h"
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <utility>
 
@@ -74,8 +73,7 @@ void VersionBrowser::switchProject() {
             const std::string folder = projects_[*selected_].folder;
             services_.defaults.setObject(folder, settings::lastProject);
             if (const auto result = services_.defaults.synchronize(); !result.error.empty())
-                services_.log.appendLog("Unable to store settings: %@",
-                                        std::array{FormatArgument(result.error)});
+                services_.log.appendLog("Unable to store settings: %@", result.error);
             versionArray_.reset();
             services_.view.reloadVersions();
             resetSearch();
@@ -101,7 +99,7 @@ void VersionBrowser::beginSearch(const std::string& text, const VersionArray& ve
     guarded(
         "-[AppController beginSearch:]",
         [&] {
-            services_.log.appendLog("Beginning search for '%@'", std::array{FormatArgument(text)});
+            services_.log.appendLog("Beginning search for '%@'", text);
             auto matches = std::make_shared<std::vector<VersionRecord>>();
             if (versions != nullptr)
                 *matches = versionsContaining(text, *versions);

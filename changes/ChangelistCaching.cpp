@@ -1,6 +1,8 @@
 // The operations of Changelists that concern cache files.
 
 #include "changes/Changelists.h"
+#include "platform/SystemErrors.h"
+#include "support/AtomicFile.h"
 #include "support/FolderListing.h"
 #include "support/Unicode.h"
 #include "support/ZTException.h"
@@ -46,10 +48,9 @@ std::string Changelists::cacheFile(std::string_view folder) const {
 }
 
 bool Changelists::makeCacheFolder(std::string& error) const {
-    std::error_code fault;
-    fs::create_directories(services_.cacheFolder, fault);
-    error = fault.message();
-    return !fault;
+    const int fault = makeFolders(services_.cacheFolder);
+    error = wordingOf(fault);
+    return fault == 0;
 }
 
 void Changelists::forgetDocuments() {

@@ -20,10 +20,12 @@ target_compile_options(cutstack_options INTERFACE
     # g++ 12 takes a text put before another one for overlapping memory (its bug 105651).
     $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
 
-# Debian's hardening, where optimisation makes it meaningful and no sanitizer does the work.
+# Hardening, where optimisation makes it meaningful and no sanitizer does the work.
 if(NOT CUTSTACK_SANITIZE AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
     target_compile_options(cutstack_options INTERFACE
-        -fstack-protector-strong $<$<NOT:$<CONFIG:Release>>:-D_GLIBCXX_ASSERTIONS>)
+        -fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2
+        $<$<NOT:$<CONFIG:Release>>:-D_GLIBCXX_ASSERTIONS>)
+    target_link_options(cutstack_options INTERFACE -Wl,-z,relro,-z,now)
 endif()
 
 if(CUTSTACK_SANITIZE)

@@ -11,8 +11,9 @@ class SystemLog {
 public:
     virtual ~SystemLog() = default;
 
-    /// Writes `message` as one line that also names the time, the program and the process. Has no
-    /// result: there is nowhere left to report a failure to.
+    /// Writes `message` as one line that also names the time, the program and the process; a line
+    /// feed or carriage return in it shows as "\n" or "\r". Has no result: there is nowhere left
+    /// to report a failure to.
     virtual void log(std::string_view message) = 0;
 };
 

@@ -84,8 +84,8 @@ std::int32_t backupGapForProject(std::string_view projectPath, const std::string
     // The extension is taken away once here, twice in the names of copies, deliberately.
     const std::string_view stem = withoutPathExtension(fileNameOf(projectPath));
     std::int32_t gap = 0;
-    for (std::int32_t number = desiredNumber - 1; number >= 1; --number, ++gap)
-        if (exists(destination + "/" + xmlCopyName(stem, number)))
+    for (std::int32_t number = desiredNumber; number > 1; --number, ++gap)
+        if (exists(destination + "/" + xmlCopyName(stem, number - 1)))
             break;
     return gap;
 }

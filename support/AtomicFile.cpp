@@ -1,6 +1,5 @@
 #include "support/AtomicFile.h"
 
-#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <fcntl.h>
@@ -10,6 +9,8 @@
 #include <unistd.h>
 #include <utility>
 
+#include "platform/SystemErrors.h"
+
 namespace cutstack {
 
 namespace {
@@ -17,9 +18,9 @@ namespace {
 constexpr std::size_t kReadAtOnce = std::size_t{256} * 1024;
 constexpr int kMostLinks = 40;
 constexpr mode_t kNewFileMode = 0644;
-constexpr mode_t kPermissionBits = 07777;
-
-std::string wordingOf(int fault) { return std::generic_category().message(fault); }
+/// What a replaced file hands on. Whoever wrote the old content does not vouch for the new one, so
+/// that it must not run in another's name.
+constexpr mode_t kPermissionBits = 0777;
 
 /// Keeps errno through the cleaning up after a failure.
 class KeptFault {
@@ -78,8 +79,14 @@ ssize_t readMore(int file, std::string& bytes, std::size_t most) {
 std::optional<std::string> readAll(int file, std::size_t sizeLimit) {
     struct stat status {};
     std::string bytes;
-    if (::fstat(file, &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0)
-        bytes.reserve(std::min(static_cast<std::size_t>(status.st_size), sizeLimit) + kReadAtOnce);
+    if (::fstat(file, &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0) {
+        const auto size = static_cast<std::size_t>(status.st_size);
+        if (size > sizeLimit) {
+            errno = EFBIG;
+            return std::nullopt;
+        }
+        bytes.reserve(size + kReadAtOnce);
+    }
     ssize_t count = 0;
     while ((count = readMore(file, bytes, kReadAtOnce)) > 0) {
         if (bytes.size() > sizeLimit) {
@@ -100,19 +107,6 @@ bool writeAll(int file, std::string_view bytes) {
             bytes.remove_prefix(static_cast<std::size_t>(count));
     }
     return true;
-}
-
-/// Where the links that `path` may be lead to; nothing, with errno, when they never end.
-std::optional<std::filesystem::path> endOfLinks(std::filesystem::path path) {
-    for (int i = 0; i < kMostLinks; ++i) {
-        std::error_code noLink;
-        const std::filesystem::path target = std::filesystem::read_symlink(path, noLink);
-        if (noLink)
-            return path;
-        path = path.parent_path() / target;
-    }
-    errno = ELOOP;
-    return std::nullopt;
 }
 
 /// A file that is being written beside the one that it will replace. Unless it has replaced it,
@@ -177,9 +171,13 @@ int Replacement::create() {
 bool Replacement::takeOverPermissions(int file) const {
     if (!replaced_)
         return true;
-    // Not being allowed to give a file away is no reason to lose what should be written.
-    static_cast<void>(::fchown(file, replaced_->st_uid, replaced_->st_gid) == 0);
-    return ::fchmod(file, replaced_->st_mode & kPermissionBits) == 0;
+    // Not being allowed to give a file away is no reason to lose what should be written. What the
+    // old group could do is nothing that another one may.
+    constexpr auto kSameOwner = static_cast<uid_t>(-1);
+    const bool keepsGroup = ::fchown(file, replaced_->st_uid, replaced_->st_gid) == 0 ||
+                            ::fchown(file, kSameOwner, replaced_->st_gid) == 0;
+    const mode_t mode = replaced_->st_mode & kPermissionBits;
+    return ::fchmod(file, keepsGroup ? mode : mode & ~static_cast<mode_t>(S_IRWXG)) == 0;
 }
 
 bool Replacement::writeBeside(std::string_view bytes) {
@@ -202,17 +200,62 @@ bool Replacement::putInPlace() {
     return true;
 }
 
+/// Hands a folder that root has made in another user's folder to that user. What was put in its
+/// place meanwhile is no folder of root's.
+void giveToOwnerOfParent(const std::string& path) {
+    const Descriptor folder(openAgain(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW));
+    struct stat made {};
+    struct stat parent {};
+    if (folder.isOpen() && ::fstat(folder.number(), &made) == 0 &&
+        ::fstatat(folder.number(), "..", &parent, 0) == 0 && made.st_uid == ::geteuid() &&
+        made.st_uid != parent.st_uid)
+        static_cast<void>(::fchown(folder.number(), parent.st_uid, parent.st_gid) == 0);
+}
+
 } // namespace
 
-std::optional<std::string> readFile(const std::string& path, std::size_t sizeLimit,
-                                    std::string& error) {
+std::optional<std::string> readFile(const std::string& path, std::size_t sizeLimit, int& fault) {
     const Descriptor file(openAgain(path.c_str(), O_RDONLY));
     std::optional<std::string> bytes;
     if (file.isOpen())
         bytes = readAll(file.number(), sizeLimit);
     if (!bytes)
-        error = wordingOf(errno);
+        fault = errno;
     return bytes;
+}
+
+std::optional<std::string> readFile(const std::string& path, std::size_t sizeLimit,
+                                    std::string& error) {
+    int fault = 0;
+    auto bytes = readFile(path, sizeLimit, fault);
+    if (!bytes)
+        error = wordingOf(fault);
+    return bytes;
+}
+
+std::optional<std::string> endOfLinks(const std::string& path) {
+    std::filesystem::path end(path);
+    for (int i = 0; i < kMostLinks; ++i) {
+        std::error_code noLink;
+        const std::filesystem::path target = std::filesystem::read_symlink(end, noLink);
+        if (noLink)
+            return end.string();
+        end = end.parent_path() / target;
+    }
+    errno = ELOOP;
+    return std::nullopt;
+}
+
+int makeFolders(const std::string& folder) {
+    const std::filesystem::path path(folder);
+    std::error_code fault;
+    if (path.empty() || std::filesystem::is_directory(path, fault))
+        return 0;
+    if (const int parentFault = makeFolders(path.parent_path().string()); parentFault != 0)
+        return parentFault;
+    if (std::filesystem::create_directory(path, fault))
+        giveToOwnerOfParent(folder);
+    return fault.value();
 }
 
 bool writeFileAtomically(const std::string& path, std::string_view bytes, std::string& error) {

@@ -14,6 +14,8 @@ public:
     /// Waits until nobody else holds the lock of the file at `path`, which need not exist; its
     /// folder must. The lock is held until this object is gone.
     explicit FileLock(const std::string& path);
+    /// The same for a folder, which must exist and needs no file beside it.
+    [[nodiscard]] static FileLock ofFolder(const std::string& path);
     ~FileLock();
     FileLock(const FileLock&) = delete;
     FileLock& operator=(const FileLock&) = delete;
@@ -22,6 +24,9 @@ public:
     [[nodiscard]] int fault() const { return fault_; }
 
 private:
+    /// Locks what open() answered, with errno set by it.
+    explicit FileLock(int descriptor);
+
     int descriptor_ = -1;
     int fault_ = 0;
 };

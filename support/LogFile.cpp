@@ -5,10 +5,11 @@
 #include <system_error>
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <unistd.h>
 
+#include "platform/SystemErrors.h"
 #include "support/AtomicFile.h"
+#include "support/FileLock.h"
 #include "support/Format.h"
 
 namespace cutstack {
@@ -18,27 +19,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int kOldestFile = 5;
-
-/// Keeps other processes from starting a log in the same folder until it goes out of scope. Two
-/// that rotate at once would lose each other's files. A folder that cannot be locked is used all
-/// the same.
-class FolderLock {
-public:
-    explicit FolderLock(const std::string& folder)
-        : descriptor_(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-        if (descriptor_ >= 0)
-            flock(descriptor_, LOCK_EX);
-    }
-    ~FolderLock() {
-        if (descriptor_ >= 0)
-            ::close(descriptor_);
-    }
-    FolderLock(const FolderLock&) = delete;
-    FolderLock& operator=(const FolderLock&) = delete;
-
-private:
-    int descriptor_;
-};
 
 } // namespace
 
@@ -64,11 +44,12 @@ std::string LogHeader::text() const {
 
 void LogFile::start(const LogPlace& place, std::string_view header) {
     close();
-    bytesWritten_ = 0;
     if (!makeFolder(place.folder))
         return;
     const std::string path = place.currentFile();
-    const FolderLock lock(place.folder);
+    // Two processes that rotate at once would lose each other's files. A folder that cannot be
+    // locked is used all the same.
+    const FileLock lock = FileLock::ofFolder(place.folder);
     if (std::error_code ignored; fs::exists(path, ignored) && !rotate(place))
         return;
     std::string error;
@@ -91,7 +72,7 @@ bool LogFile::write(std::string_view line, std::string& error) {
         if (written < 0 && errno == EINTR)
             continue;
         if (written < 0) {
-            error = std::generic_category().message(errno);
+            error = wordingOf(errno);
             return false;
         }
         bytesWritten_ += static_cast<std::size_t>(written);
@@ -102,8 +83,7 @@ bool LogFile::write(std::string_view line, std::string& error) {
 
 bool LogFile::makeFolder(const std::string& folder) {
     std::error_code error;
-    if (fs::exists(folder, error) || fs::create_directories(folder, error) ||
-        fs::exists(folder, error))
+    if (fs::exists(folder, error) || makeFolders(folder) == 0)
         return true;
     console_.log(formatString("Unable to create folder %@.", {folder}));
     return false;
@@ -131,6 +111,7 @@ void LogFile::close() {
     if (isOpen())
         ::close(descriptor_);
     descriptor_ = -1;
+    bytesWritten_ = 0;
 }
 
 } // namespace cutstack

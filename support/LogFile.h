@@ -67,13 +67,15 @@ public:
     /// REQUIRES: a file is open.
     [[nodiscard]] bool write(std::string_view line, std::string& error);
 
-    /// What write() has written since start() was called last, headers not counted.
+    /// Closes the file if one is open, and begins to count anew.
+    void close();
+
+    /// What write() has written since start() or close() was called last, headers not counted.
     [[nodiscard]] std::size_t bytesWritten() const { return bytesWritten_; }
 
 private:
     [[nodiscard]] bool makeFolder(const std::string& folder);
     [[nodiscard]] bool rotate(const LogPlace& place);
-    void close();
 
     SystemLog& console_;
     int descriptor_ = -1;

@@ -147,7 +147,10 @@ bool LogWriter::writeLine(const std::string& message) {
     return false;
 }
 
+/// Closes the full file also when there is no place for a new one: it must not be found full again
+/// by the line that tells of it.
 void LogWriter::startFile() {
+    file_.close();
     const auto at = place();
     if (!at)
         return;

@@ -12,7 +12,9 @@
 //
 // A log never fails towards its callers; what it cannot write goes to the system log.
 
+#include <array>
 #include <atomic>
+#include <concepts>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
@@ -57,6 +59,12 @@ public:
     /// Fills in `format`, trims it, and queues it as one line. Without a format nothing happens.
     void appendLog(std::optional<std::string_view> format,
                    std::span<const FormatArgument> arguments = {});
+
+    /// The same for arguments that are written out: appendLog("%@ has %i", name, count).
+    template <std::convertible_to<FormatArgument>... Arguments>
+    void appendLog(std::optional<std::string_view> format, const Arguments&... arguments) {
+        appendLog(format, std::array{FormatArgument(arguments)...});
+    }
 
     /// Logs the trimmed and filled-in `format` and writes it to the system log too. What is logged
     /// goes through appendLog() as its format, so that a per-cent sign in an argument counts a

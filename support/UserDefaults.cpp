@@ -1,13 +1,14 @@
 #include "support/UserDefaults.h"
 
 #include <cerrno>
-#include <fcntl.h>
+#include <cstdio>
+#include <exception>
 #include <filesystem>
 #include <sys/stat.h>
-#include <system_error>
 #include <unistd.h>
 #include <utility>
 
+#include "platform/SystemErrors.h"
 #include "support/AtomicFile.h"
 #include "support/FileLock.h"
 #include "support/PropertyListReading.h"
@@ -19,38 +20,41 @@ namespace {
 
 constexpr std::size_t kLargestPreferencesFile = std::size_t{256} << 20;
 
-std::string wordingOf(int fault) { return std::generic_category().message(fault); }
-
-/// Whether there is no such file; a link that leads nowhere is none.
-bool isMissing(const std::string& path) {
+bool isNameTaken(const std::string& path) {
     struct stat status {};
-    return ::stat(path.c_str(), &status) != 0 && errno == ENOENT;
+    return ::lstat(path.c_str(), &status) == 0;
 }
 
-bool isNameFree(const std::string& path) {
-    struct stat status {};
-    return ::lstat(path.c_str(), &status) != 0 && errno == ENOENT;
-}
+/// What a look into a preferences file gave.
+struct Reading {
+    enum class Outcome {
+        values,
+        missing,    ///< a link that leads nowhere is no file
+        unreadable, ///< nothing is known of what it holds
+        damaged,    ///< it was read, and holds no dictionary
+    };
 
-/// The dictionary in the file; nothing, with the reason in `error`, when there is none.
-std::optional<PropertyList> readDictionary(const std::string& path, std::string& error) {
-    auto bytes = readFile(path, kLargestPreferencesFile, error);
-    if (!bytes)
-        return std::nullopt;
-    auto list = readPropertyList(*std::move(bytes), error);
-    if (list && list->asDictionary() == nullptr) {
-        error = "the property list is no dictionary";
-        return std::nullopt;
+    Outcome outcome = Outcome::missing;
+    PropertyList::Dictionary values; ///< empty unless there are values
+    std::string reason;              ///< for an unreadable or damaged file
+
+    [[nodiscard]] bool isUnderstood() const {
+        return outcome == Outcome::values || outcome == Outcome::missing;
     }
-    return list;
-}
+};
 
-/// Makes the folder of `file` when it is missing; errno's number, 0 for success.
-int makeFolderOf(const std::filesystem::path& file) {
-    std::error_code fault;
-    if (file.has_parent_path())
-        std::filesystem::create_directories(file.parent_path(), fault);
-    return fault.value();
+Reading readDictionary(const std::string& path) {
+    int fault = 0;
+    auto bytes = readFile(path, kLargestPreferencesFile, fault);
+    if (!bytes && fault == ENOENT)
+        return {};
+    if (!bytes)
+        return {Reading::Outcome::unreadable, {}, wordingOf(fault)};
+    std::string reason = "the property list is no dictionary";
+    auto list = readPropertyList(*std::move(bytes), reason);
+    if (!list || list->asDictionary() == nullptr)
+        return {Reading::Outcome::damaged, {}, std::move(reason)};
+    return {Reading::Outcome::values, std::move(*list->asDictionary()), {}};
 }
 
 /// Whether the change can be written: XML has no form for some texts.
@@ -58,25 +62,31 @@ bool isWritable(const std::string& key, const std::optional<PropertyList>& value
     return !value || xmlPropertyList(PropertyList::Dictionary{{key, *value}});
 }
 
-/// Renames a file to a name that nothing has; false with errno set, EEXIST when something has it.
-bool renameToFreeName(const std::string& from, const std::string& to) {
-    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0)
+/// Gives a file a second name that nothing has; false with errno set, EEXIST when something has it.
+bool keepAs(const std::string& file, const std::string& name) {
+    if (::link(file.c_str(), name.c_str()) == 0)
         return true;
-    if (errno != EINVAL)
-        return false;
-    // Not every file system has that call; there the lock has to be enough.
-    if (!isNameFree(to)) {
+    // Where a file cannot have two names it gets the new one for its own; there the lock has to be
+    // enough for nobody to take the name.
+    if (errno == EEXIST || isNameTaken(name)) {
         errno = EEXIST;
         return false;
     }
-    return ::rename(from.c_str(), to.c_str()) == 0;
+    return ::rename(file.c_str(), name.c_str()) == 0;
 }
 
-/// Puts a file aside under the first free "-N"; its new path, or nothing with errno set.
-std::optional<std::string> putAside(const std::string& path) {
+/// Undoes keepAs(). Renaming one name of a file to the other does nothing.
+bool takeBack(const std::string& name, const std::string& file) {
+    return ::rename(name.c_str(), file.c_str()) == 0 &&
+           (::unlink(name.c_str()) == 0 || errno == ENOENT);
+}
+
+/// Puts a file aside under the first free "-N"; its name there, or nothing with errno set. Until
+/// the file is replaced it mostly stays where it is, too.
+std::optional<std::string> putAside(const std::string& file) {
     for (int number = 1;; ++number) {
-        const std::string aside = path + ".damaged-" + std::to_string(number);
-        if (renameToFreeName(path, aside))
+        const std::string aside = file + ".damaged-" + std::to_string(number);
+        if (keepAs(file, aside))
             return aside;
         if (errno != EEXIST)
             return std::nullopt;
@@ -86,13 +96,14 @@ std::optional<std::string> putAside(const std::string& path) {
 } // namespace
 
 std::optional<PropertyList> readPreferencesFile(const std::string& path) {
-    std::string unsaid;
-    return readDictionary(path, unsaid);
+    Reading reading = readDictionary(path);
+    if (reading.outcome != Reading::Outcome::values)
+        return std::nullopt;
+    return std::move(reading.values);
 }
 
 UserDefaults::UserDefaults(std::string path) : path_(std::move(path)) {
-    if (auto list = readPreferencesFile(path_))
-        stored_ = std::move(*list->asDictionary());
+    stored_ = readDictionary(path_).values;
 }
 
 void UserDefaults::registerDefaults(const PropertyList::Dictionary& defaults) {
@@ -144,73 +155,104 @@ Synchronization UserDefaults::synchronize() {
     const std::scoped_lock oneAtATime(synchronizing_);
     {
         const std::scoped_lock lock(guard_);
-        writing_ = std::exchange(pending_, {});
+        writing_.swap(pending_);
     }
-    // Others only read writing_ and stored_, so that reading them here needs no guard.
     Synchronization result;
-    auto values = writing_.empty() ? readAgain(result) : writeChanges(result);
-    const std::scoped_lock lock(guard_);
-    if (values) {
-        stored_ = *std::move(values);
-        std::erase_if(writing_,
-                      [](const auto& entry) { return isWritable(entry.first, entry.second); });
+    try {
+        bringTogether(result);
+    } catch (const std::exception& exception) {
+        result.error = exception.what(); // alone, as memory may be what is missing
     }
+    const std::scoped_lock lock(guard_);
     pending_.merge(writing_); // what was changed again meanwhile stays as it is
     writing_.clear();
     return result;
 }
 
+void UserDefaults::bringTogether(Synchronization& result) {
+    // Others only read writing_ and stored_, so that reading them here needs no guard.
+    auto values = writing_.empty() ? readAgain(result) : writeChanges(result);
+    if (!values)
+        return;
+    const std::scoped_lock lock(guard_);
+    stored_ = *std::move(values);
+    std::erase_if(writing_,
+                  [](const auto& entry) { return isWritable(entry.first, entry.second); });
+}
+
 std::optional<PropertyList::Dictionary> UserDefaults::readAgain(Synchronization& result) const {
-    if (isMissing(path_))
-        return PropertyList::Dictionary();
-    std::string reason;
-    auto list = readDictionary(path_, reason);
-    if (!list) {
-        result.error = path_ + ": " + reason;
-        return std::nullopt;
-    }
-    return std::move(*list->asDictionary());
+    Reading reading = readDictionary(path_);
+    if (reading.isUnderstood())
+        return std::move(reading.values);
+    result.error = path_ + ": " + reading.reason;
+    return std::nullopt;
 }
 
 std::optional<PropertyList::Dictionary> UserDefaults::writeChanges(Synchronization& result) const {
-    if (const int fault = makeFolderOf(path_); fault != 0) {
+    const auto file = endOfLinks(path_);
+    if (!file) {
+        result.error = path_ + ": " + wordingOf(errno);
+        return std::nullopt;
+    }
+    if (const int fault = makeFolders(std::filesystem::path(*file).parent_path()); fault != 0) {
         result.error = path_ + ": " + wordingOf(fault);
         return std::nullopt;
     }
-    const FileLock lock(path_);
+    const FileLock lock(*file);
     if (lock.fault() != 0) {
         result.error = path_ + ": cannot be locked: " + wordingOf(lock.fault());
         return std::nullopt;
     }
-    auto values = mergedWithFile(result);
-    return replaceFile(values, result) ? std::optional(std::move(values)) : std::nullopt;
+    auto values = mergedWithFile(*file, result);
+    return values && replaceFile(*file, *values, result) ? std::move(values) : std::nullopt;
 }
 
-PropertyList::Dictionary UserDefaults::mergedWithFile(Synchronization& result) const {
-    Synchronization reading;
-    auto read = readAgain(reading);
-    result.damage = reading.error;
-    PropertyList::Dictionary values = read ? *std::move(read) : stored_;
+std::optional<PropertyList::Dictionary>
+UserDefaults::mergedWithFile(const std::string& file, Synchronization& result) const {
+    Reading reading = readDictionary(file);
+    if (reading.outcome == Reading::Outcome::unreadable) {
+        result.error = path_ + ": " + reading.reason;
+        return std::nullopt;
+    }
+    if (reading.outcome == Reading::Outcome::damaged) {
+        result.damage = path_ + ": " + reading.reason;
+        reading.values = stored_;
+    }
     for (const auto& [key, value] : writing_) {
         if (!isWritable(key, value))
             result.error = path_ + ": the value of " + key + " cannot be written";
         else if (value)
-            values.insert_or_assign(key, *value);
+            reading.values.insert_or_assign(key, *value);
         else
-            values.erase(key);
+            reading.values.erase(key);
     }
-    return values;
+    return std::move(reading.values);
 }
 
-bool UserDefaults::replaceFile(const PropertyList::Dictionary& values,
+/// The values as XML; those that XML cannot carry, which other programs have put into the file,
+/// are dropped and named as its damage.
+std::optional<std::string> UserDefaults::xmlOf(PropertyList::Dictionary& values,
+                                               Synchronization& result) const {
+    if (auto xml = xmlPropertyList(values))
+        return xml;
+    std::erase_if(values, [&](const auto& entry) {
+        const bool isDropped = !isWritable(entry.first, entry.second);
+        if (isDropped && result.damage.empty())
+            result.damage = path_ + ": the value of " + entry.first + " cannot be written as XML";
+        return isDropped;
+    });
+    return xmlPropertyList(values);
+}
+
+bool UserDefaults::replaceFile(const std::string& file, PropertyList::Dictionary& values,
                                Synchronization& result) const {
-    const auto xml = xmlPropertyList(values);
+    const auto xml = xmlOf(values, result);
     if (!xml) {
         result.error = path_ + ": has values that cannot be written as XML";
         return false;
     }
     if (!result.damage.empty()) {
-        const auto aside = putAside(path_);
+        const auto aside = putAside(file);
         if (!aside) {
             result.error = path_ + ": cannot be put aside: " + wordingOf(errno);
             return false;
@@ -218,10 +260,10 @@ bool UserDefaults::replaceFile(const PropertyList::Dictionary& values,
         result.damagedFile = *aside;
     }
     std::string reason;
-    if (writeFileAtomically(path_, *xml, reason))
+    if (writeFileAtomically(file, *xml, reason))
         return true;
     result.error = path_ + ": " + reason;
-    if (!result.damagedFile.empty() && renameToFreeName(result.damagedFile, path_))
+    if (!result.damagedFile.empty() && takeBack(result.damagedFile, file))
         result.damagedFile.clear();
     return false;
 }

@@ -32,8 +32,8 @@ struct Synchronization {
     /// Why something could not be read or written; empty when all went well. Changes that did not
     /// reach the file are still pending.
     std::string error;
-    /// Why the file that was to be written over could not be understood, and where it was put
-    /// aside. Empty mostly.
+    /// What in the file that was to be written over could not be understood or kept, and where the
+    /// file was put aside. Empty mostly.
     std::string damage;
     std::string damagedFile;
 };
@@ -62,10 +62,14 @@ public:
     /// Brings file and memory together: reads what others wrote, and writes the pending changes if
     /// there are any, making the folder when it is missing.
     ///
-    /// A file that cannot be understood is never overwritten: it is put aside as
-    /// "NAME.damaged-1" (or -2, ...), and a new one is written from what was last read of it. With
-    /// nothing to write it stays where it is. A value that XML cannot carry stays pending and is
-    /// named in the result; the other changes are written.
+    /// A file that cannot be read is left alone, and all changes stay pending. One that can be
+    /// read but not understood is never overwritten: it is put aside as "NAME.damaged-1" (or -2,
+    /// ...), and a new one is written from what was last read of it. With nothing to write it
+    /// stays where it is. Through a symbolic link all of this happens to the file that it leads to.
+    ///
+    /// A changed value that XML cannot carry stays pending and is named in the result; the other
+    /// changes are written. Where another program's value is such a one the file is put aside like
+    /// a damaged one, and the new one has all the other values.
     [[nodiscard]] Synchronization synchronize();
 
 private:
@@ -74,12 +78,18 @@ private:
 
     void change(std::string_view key, std::optional<PropertyList> value);
 
-    // The steps of a synchronize(), with synchronizing_ held. The first two return what the file
-    // holds then; who fails leaves the reason in `result`.
+    // The steps of a synchronize(), with synchronizing_ held. readAgain() and writeChanges() return
+    // what the file holds then; who fails leaves the reason in `result`. `file` is what path_ leads
+    // to.
+    void bringTogether(Synchronization& result);
     std::optional<PropertyList::Dictionary> readAgain(Synchronization& result) const;
     std::optional<PropertyList::Dictionary> writeChanges(Synchronization& result) const;
-    PropertyList::Dictionary mergedWithFile(Synchronization& result) const;
-    bool replaceFile(const PropertyList::Dictionary& values, Synchronization& result) const;
+    std::optional<PropertyList::Dictionary> mergedWithFile(const std::string& file,
+                                                           Synchronization& result) const;
+    std::optional<std::string> xmlOf(PropertyList::Dictionary& values,
+                                     Synchronization& result) const;
+    bool replaceFile(const std::string& file, PropertyList::Dictionary& values,
+                     Synchronization& result) const;
 
     const std::string path_;
     std::mutex synchronizing_; ///< taken before guard_

@@ -25,8 +25,7 @@ public:
     /// Logs one line: `format` with its placeholders (see Format.h) filled in.
     template <typename... Arguments>
     static void appendLog(std::optional<std::string_view> format, const Arguments&... arguments) {
-        sharedController().appendLog(
-            format, std::array<FormatArgument, sizeof...(arguments)>{FormatArgument(arguments)...});
+        sharedController().appendLog(format, arguments...);
     }
 
     /// The same, also to the system log; LogWriter::appendLogAndPrint().

@@ -1,8 +1,9 @@
 #include "platform/FileStamp.h"
 
+#include "platform/SystemErrors.h"
+
 #include <cerrno>
 #include <sys/stat.h>
-#include <system_error>
 
 namespace cutstack {
 
@@ -17,7 +18,7 @@ std::int64_t nanoseconds(const timespec& time) {
 std::optional<FileStamp> fileStamp(const std::string& path, std::string& error) {
     struct stat status {};
     if (stat(path.c_str(), &status) != 0) {
-        error = std::generic_category().message(errno);
+        error = wordingOf(errno);
         return std::nullopt;
     }
     return FileStamp{status.st_dev, status.st_ino, static_cast<std::uint64_t>(status.st_size),

@@ -1,5 +1,7 @@
 #include "platform/linux/FreedesktopTrash.h"
 
+#include "platform/SystemErrors.h"
+
 #include "platform/linux/Descriptor.h"
 #include "platform/linux/PathEntries.h"
 #include "platform/linux/TrashFolder.h"
@@ -19,8 +21,6 @@ namespace cutstack {
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string wordingOf(int fault) { return std::generic_category().message(fault); }
 
 std::string childOf(const std::string& folder, const std::string& name) {
     return folder == "/" ? folder + name : folder + "/" + name;

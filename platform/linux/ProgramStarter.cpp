@@ -2,11 +2,12 @@
 
 #include <cerrno>
 #include <csignal>
-#include <system_error>
 
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include "platform/SystemErrors.h"
 
 namespace cutstack {
 
@@ -42,7 +43,7 @@ private:
     posix_spawnattr_t attributes_{};
 };
 
-ProgramEnd failure(int error) { return {std::nullopt, std::generic_category().message(error)}; }
+ProgramEnd failure(int error) { return {std::nullopt, wordingOf(error)}; }
 
 ProgramEnd endOf(pid_t process) {
     int status = 0;

@@ -23,12 +23,27 @@ std::string linePrefix() {
            std::to_string(getpid()) + "] ";
 }
 
+/// Texts of others, a file's name or an exception's reason, must not look like lines of their own.
+std::string onOneLine(std::string_view message) {
+    std::string line;
+    line.reserve(message.size());
+    for (const char letter : message) {
+        if (letter == '\n')
+            line += "\\n";
+        else if (letter == '\r')
+            line += "\\r";
+        else
+            line += letter;
+    }
+    return line;
+}
+
 /// Standard error; the journal keeps it for units. A line goes out in one write, so that the lines
 /// of processes that share it stay whole; only a pipe that takes less gets the rest after it.
 class StandardErrorLog final : public SystemLog {
 public:
     void log(std::string_view message) override {
-        const std::string line = linePrefix().append(message) + "\n";
+        const std::string line = linePrefix() + onOneLine(message) + "\n";
         for (std::string_view rest = line; !rest.empty();) {
             const ssize_t written = write(STDERR_FILENO, rest.data(), rest.size());
             if (written < 0 && errno != EINTR)

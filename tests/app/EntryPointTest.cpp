@@ -130,6 +130,23 @@ TEST_F(EntryPointTest, EveryOtherStartShowsTheWindow) {
 TEST_F(EntryPointTest, NoArgumentsAtAllShowTheWindow) {
     char* none[] = {nullptr};
     EXPECT_EQ(entryPoint().run(0, none), 42);
+    EXPECT_EQ(windowArguments_, Words{"Cutstack"});
+}
+
+TEST_F(EntryPointTest, ExceptionsEndAtTheEntryPoint) {
+    EntryPoint entry = entryPoint();
+    log_.createNewLog(std::nullopt);
+    entry.initWithoutGUI = []() -> std::unique_ptr<AppController> {
+        throw std::runtime_error("boom");
+    };
+    entry.runApplication = [](int, char**) -> int { throw std::runtime_error("bang"); };
+    EXPECT_EQ(run(entry, {"-reload"}), 1);
+    EXPECT_EQ(run(entry, {}), 1);
+    EXPECT_EQ(console_.messages(),
+              (Words{"Exception in -[AppController initWithoutGUI]. NSGenericException - boom.",
+                     "Fatal error: Unable to initialize application",
+                     "Exception in main. NSGenericException - bang."}));
+    EXPECT_TRUE(performed_.empty());
 }
 
 TEST_F(EntryPointTest, WithoutAControllerARunFails) {

@@ -2,12 +2,21 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/platform/Fakes.h"
+
 namespace cutstack {
 
 namespace {
 
 TEST(SettingsTest, aFreshAccount) {
-    const std::string store = "/home/someone/Library/Application Support/Zantrel/Cutstack/Versions";
+    FakeEnvironment environment;
+    environment.home = "/home/someone";
+    const FakeConsole screen;
+    const Locations locations{environment, screen};
+    const std::string folder = "/home/someone/Library/Application Support/Zantrel/Cutstack/";
+    const std::string store = folder + "Versions";
+    EXPECT_EQ(defaultStoragePath(locations), store);
+    EXPECT_EQ(cacheFolder(locations), folder + "Caches");
     const PropertyList::Dictionary expected{
         {"firstRun", true},
         {"SUCheckAtStartup", true},
@@ -32,6 +41,10 @@ TEST(SettingsTest, aFreshAccount) {
         {"removalType", 0},
     };
     EXPECT_EQ(registeredDefaults(store), expected);
+
+    environment.home = std::nullopt;
+    EXPECT_EQ(defaultStoragePath(locations), std::nullopt);
+    EXPECT_EQ(cacheFolder(locations), std::nullopt);
 }
 
 } // namespace

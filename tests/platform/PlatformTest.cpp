@@ -67,7 +67,7 @@ TEST(SystemLog, LinesOfThreadsAndProcessesStayWhole) {
             dup2(file, STDERR_FILENO);
             const auto logAll = [] {
                 for (int i = 0; i < kLines; ++i)
-                    systemLog().log("Attempting to remove duplicate file 100%...");
+                    systemLog().log("Attempting to remove duplicate file\r\n100%...");
             };
             std::thread other(logAll);
             logAll();
@@ -79,8 +79,9 @@ TEST(SystemLog, LinesOfThreadsAndProcessesStayWhole) {
         waitpid(child, nullptr, 0);
     close(file);
 
-    const std::string whole = "[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} "
-                              "[^ ]+\\[[0-9]+\\] Attempting to remove duplicate file 100%\\.\\.\\.";
+    const std::string whole =
+        "[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} "
+        "[^ ]+\\[[0-9]+\\] Attempting to remove duplicate file\\\\r\\\\n100%\\.\\.\\.";
     std::istringstream lines(contentOf(path));
     int count = 0;
     for (std::string line; std::getline(lines, line); ++count)

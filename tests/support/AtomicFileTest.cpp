@@ -8,9 +8,10 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <system_error>
 #include <unistd.h>
 
+#include "platform/SystemErrors.h"
+#include "support/FileLock.h"
 #include "tests/TemporaryFolder.h"
 
 namespace cutstack {
@@ -18,8 +19,6 @@ namespace cutstack {
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string wordingOf(int fault) { return std::generic_category().message(fault); }
 
 std::size_t filesIn(const fs::path& folder) {
     return static_cast<std::size_t>(
@@ -97,6 +96,9 @@ TEST_F(AtomicFileTest, readsBackWhatWasWritten) {
         }
     }
     EXPECT_EQ(filesIn(folder_.path()), 1U);
+    constexpr std::size_t kMoreThanMemory = std::size_t{1} << 42;
+    fs::resize_file(path_, kMoreThanMemory);
+    EXPECT_EQ(faultOfReading(path_, kMoreThanMemory - 1), wordingOf(EFBIG));
 }
 
 TEST_F(AtomicFileTest, readsPipes) {
@@ -132,6 +134,9 @@ TEST_F(AtomicFileTest, keepsTheModeOfWhatItReplaces) {
         EXPECT_EQ(faultOfWriting(path_, "replaced"), "");
         EXPECT_EQ(modeOf(path_), mode);
     }
+    ASSERT_EQ(chmod(path_.c_str(), 07755), 0);
+    EXPECT_EQ(faultOfWriting(path_, "what runs in nobody else's name"), "");
+    EXPECT_EQ(modeOf(path_), 0755U);
     umask(umaskBefore);
 }
 
@@ -145,6 +150,12 @@ TEST_F(AtomicFileTest, rootLeavesFilesToTheirOwner) {
     ASSERT_EQ(stat(path_.c_str(), &status), 0);
     EXPECT_EQ(status.st_uid, 1234U);
     EXPECT_EQ(status.st_gid, 2345U);
+
+    // Another group does not get what was meant for the one that could not be kept.
+    ASSERT_EQ(chmod(path_.c_str(), 0664), 0);
+    ASSERT_EQ(chmod(folder_.path().c_str(), 0777), 0);
+    EXPECT_TRUE(asOrdinaryUser([this] { return faultOfWriting(path_, "newer").empty(); }));
+    EXPECT_EQ(modeOf(path_), 0604U);
 }
 
 TEST_F(AtomicFileTest, replacesWhatALinkPointsTo) {
@@ -185,6 +196,7 @@ TEST_F(AtomicFileTest, aFolderThatMayNotBeWrittenChangesNothing) {
     writeContent(path_, "old");
     ASSERT_EQ(chmod(folder_.path().c_str(), 0555), 0);
     EXPECT_TRUE(asOrdinaryUser([this] { return faultOfWriting(path_, "x") == wordingOf(EACCES); }));
+    EXPECT_TRUE(asOrdinaryUser([this] { return FileLock(path_).fault() == EACCES; }));
     ASSERT_EQ(chmod(path_.c_str(), 0), 0);
     EXPECT_TRUE(asOrdinaryUser([this] { return faultOfReading(path_, 100) == wordingOf(EACCES); }));
     ASSERT_EQ(chmod(folder_.path().c_str(), 0755), 0);

@@ -6,6 +6,7 @@
 #include <array>
 #include <functional>
 #include <sstream>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -64,6 +65,23 @@ TEST_F(LogFileTest, FirstStartMakesTheFolder) {
               (std::vector<std::string>{"header", "none", "none", "none", "none", "none"}));
     EXPECT_TRUE(isOpen_);
     EXPECT_TRUE(console_.messages().empty());
+}
+
+TEST_F(LogFileTest, RootMakesTheFoldersOfAUserForThatUser) {
+    if (getuid() != 0)
+        GTEST_SKIP() << "only root can give folders away";
+    ASSERT_EQ(chown(home_.path().c_str(), 1234, 2345), 0);
+    fs::create_directory(home_ / "Library"); // root's, and to be left so
+    place_.folder = place_.current = home_ / "Logs/Zantrel";
+    start("header");
+    EXPECT_TRUE(isOpen_);
+    const std::pair<const char*, uid_t> owners[] = {
+        {"Logs", 1234}, {"Logs/Zantrel", 1234}, {"Library", 0}};
+    for (const auto& [folder, owner] : owners) {
+        struct stat status {};
+        EXPECT_EQ(stat((home_ / folder).c_str(), &status), 0);
+        EXPECT_EQ(status.st_uid, owner) << folder;
+    }
 }
 
 TEST_F(LogFileTest, SixStartsLeaveTheFiveNewestFiles) {

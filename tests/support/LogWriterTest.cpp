@@ -240,6 +240,19 @@ TEST_F(LogWriterTest, AUserWithoutAHomeHasNoLog) {
     EXPECT_EQ(console_.messages().size(), 2U);
 }
 
+TEST_F(LogWriterTest, AHomeThatGoesLeavesTheFullFileAsItIs) {
+    log_.createNewLog(std::nullopt);
+    environment_.home = std::nullopt;
+    const std::string big(600'000, 'x');
+    append(big);
+    log_.finishWriting();
+    EXPECT_EQ(lines(), line(big));
+    EXPECT_EQ(console_.messages(),
+              (std::vector<std::string>{"Unable to log the following information: Log truncated at "
+                                        "500KB",
+                                        "Unable to open log for output"}));
+}
+
 TEST_F(LogWriterTest, LinesOfThreadsKeepTheirOrder) {
     log_.createNewLog(std::nullopt);
     constexpr int kLines = 300;

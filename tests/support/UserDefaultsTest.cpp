@@ -3,7 +3,9 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <gtest/gtest.h>
+#include <new>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <thread>
@@ -12,6 +14,24 @@
 
 #include "support/PropertyListWriting.h"
 #include "tests/TemporaryFolder.h"
+
+namespace {
+
+/// How many allocations succeed before one fails; negative for no failure.
+int allocationsBeforeFailure = -1;
+
+} // namespace
+
+// Out of line, as the compiler takes a call of free() beside one of new for a mistake.
+[[gnu::noinline]] void* operator new(std::size_t size) {
+    if (allocationsBeforeFailure >= 0 && allocationsBeforeFailure-- == 0)
+        throw std::bad_alloc();
+    if (void* memory = std::malloc(size); memory != nullptr)
+        return memory;
+    throw std::bad_alloc();
+}
+[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace cutstack {
 
@@ -103,6 +123,23 @@ TEST_F(UserDefaultsTest, binaryPreferencesBecomeXml) {
     EXPECT_EQ(fileNow(), PropertyList(PropertyList::Dictionary{{"kept", 5}, {"new", "x"}}));
 }
 
+TEST_F(UserDefaultsTest, aForeignValueThatXmlCannotCarryStaysInTheFilePutAside) {
+    fs::create_directory(folder_ / "Preferences");
+    const std::string command =
+        "python3 -c \"import plistlib; plistlib.dump({'kept': 5, 'bad': chr(1)}, open('" + path_ +
+        "', 'wb'), fmt=plistlib.FMT_BINARY)\"";
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    const std::string before = contentOf(path_);
+    UserDefaults defaults(path_);
+    defaults.setObject("x", "new");
+    const Synchronization result = defaults.synchronize();
+    EXPECT_EQ(result.error, "");
+    EXPECT_NE(result.damage.find("the value of bad cannot be written"), std::string::npos);
+    EXPECT_EQ(result.damagedFile, path_ + ".damaged-1");
+    EXPECT_EQ(contentOf(result.damagedFile), before);
+    EXPECT_EQ(fileNow(), PropertyList(PropertyList::Dictionary{{"kept", 5}, {"new", "x"}}));
+}
+
 TEST_F(UserDefaultsTest, aDamagedFileIsPutAsideAndNeverOverwritten) {
     writeFile({{"old", 1}});
     UserDefaults defaults(path_);
@@ -125,6 +162,96 @@ TEST_F(UserDefaultsTest, aDamagedFileIsPutAsideAndNeverOverwritten) {
             PropertyList::Dictionary{{"old", 1}, {"new", std::int64_t(i)}};
         EXPECT_EQ(fileNow(), expected);
     }
+}
+
+TEST_F(UserDefaultsTest, aFileThatCannotBeReadIsLeftAlone) {
+    const std::string saved = folder_ / "saved";
+    rlimit descriptors{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &descriptors), 0);
+    struct Case {
+        const char* name;
+        std::function<void()> prepare;
+        std::function<void()> undo;
+    };
+    std::vector<Case> cases{
+        {"a folder in its place",
+         [&] {
+             fs::rename(path_, saved);
+             fs::create_directory(path_);
+         },
+         [&] {
+             fs::remove(path_);
+             fs::rename(saved, path_);
+         }},
+        {"too large",
+         [&] {
+             fs::copy_file(path_, saved);
+             fs::resize_file(path_, std::uintmax_t{1} << 40);
+         },
+         [&] { fs::rename(saved, path_); }},
+        {"a descriptor for the lock and none for the file",
+         [&] {
+             const int next = dup(0);
+             close(next);
+             const rlimit one{static_cast<rlim_t>(next) + 1, descriptors.rlim_max};
+             setrlimit(RLIMIT_NOFILE, &one);
+         },
+         [&] { setrlimit(RLIMIT_NOFILE, &descriptors); }},
+    };
+    if (getuid() != 0)
+        cases.push_back({"not permitted", [&] { fs::permissions(path_, fs::perms::none); },
+                         [&] { fs::permissions(path_, fs::perms::owner_all); }});
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        writeFile({{"old", 1}});
+        UserDefaults defaults(path_);
+        writeFile({{"foreign", 1}});
+        defaults.setObject(2, "new");
+        c.prepare();
+        const Synchronization failed = defaults.synchronize();
+        c.undo();
+        EXPECT_NE(failed.error, "");
+        EXPECT_EQ(failed.damage + failed.damagedFile, "");
+        EXPECT_FALSE(fs::exists(path_ + ".damaged-1"));
+        synchronizeWell(defaults);
+        EXPECT_EQ(fileNow(), PropertyList(PropertyList::Dictionary{{"foreign", 1}, {"new", 2}}));
+    }
+}
+
+TEST_F(UserDefaultsTest, aLinkStaysAndTheFileBehindItIsPutAside) {
+    const std::string file = folder_ / "elsewhere/settings.plist";
+    writeContent(file, "damaged");
+    fs::create_directory(folder_ / "Preferences");
+    fs::create_symlink(file, path_);
+    UserDefaults defaults(path_);
+    defaults.setObject(1, "new");
+    EXPECT_EQ(defaults.synchronize().damagedFile, file + ".damaged-1");
+    EXPECT_TRUE(fs::is_symlink(path_));
+    EXPECT_EQ(contentOf(file + ".damaged-1"), "damaged");
+    EXPECT_EQ(contentOf(file), contentOf(path_));
+    EXPECT_EQ(fileNow(), PropertyList(PropertyList::Dictionary{{"new", 1}}));
+    EXPECT_TRUE(fs::exists(folder_ / "elsewhere/.settings.plist.lock"));
+}
+
+TEST_F(UserDefaultsTest, noMemoryLosesNoChange) {
+    int failures = 0;
+    for (bool isDone = false; !isDone; ++failures) {
+        SCOPED_TRACE(failures);
+        writeFile({{"foreign", "a value that is too long to be kept without memory"}});
+        UserDefaults defaults(path_);
+        defaults.setObject(failures, "new");
+        allocationsBeforeFailure = failures;
+        const Synchronization result = defaults.synchronize();
+        isDone = allocationsBeforeFailure >= 0;
+        allocationsBeforeFailure = -1;
+        EXPECT_EQ(defaults.integerForKey("new"), failures);
+        EXPECT_EQ(result.damagedFile, "");
+        synchronizeWell(defaults);
+        EXPECT_EQ(defaults.integerForKey("new"), failures);
+        EXPECT_EQ(fileNow().valueForKey("new")->integerValue(), failures);
+        EXPECT_TRUE(fileNow().valueForKey("foreign"));
+    }
+    EXPECT_GT(failures, 10);
 }
 
 TEST_F(UserDefaultsTest, aDamagedFileComesBackWhenNoNewOneCanBeWritten) {

@@ -60,10 +60,6 @@ private:
     std::vector<VersionRecord> versions_;
 };
 
-std::string inApplicationSupport(std::string_view folder) {
-    return ZTLocalPaths::appSupportDirectory(true).value_or("") + "/" + std::string(folder);
-}
-
 LogHeader logHeader() {
     return {.date = {},
             .bundleVersion = CUTSTACK_VERSION,
@@ -103,7 +99,7 @@ std::optional<std::string> userStoreFolder() {
     const PropertyList* folder = stored ? stored->valueForKey(settings::storagePath) : nullptr;
     if (folder != nullptr && folder->asString() != nullptr)
         return *folder->asString();
-    return inApplicationSupport("Zantrel/Cutstack/Versions");
+    return defaultStoragePath();
 }
 
 History historyOf(const StoredProject& project) {
@@ -113,7 +109,7 @@ History historyOf(const StoredProject& project) {
     std::atomic<bool> progressCancelled = false;
     TerminalProgress progress;
     KeptVersions versions;
-    Changelists changelists({.cacheFolder = inApplicationSupport("Zantrel/Cutstack/Caches"),
+    Changelists changelists({.cacheFolder = cacheFolder().value_or(""),
                              .applicationVersion = CUTSTACK_VERSION,
                              .log = log,
                              .clock = systemClock(),
