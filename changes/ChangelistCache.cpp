@@ -74,6 +74,8 @@ bool ChangelistCache::save(std::string& error) {
     const FileLock lock(path_);
     if (!isReset_) {
         Content content = readContent();
+        if (content.found != Found::records)
+            content.records.clear();
         for (auto& [name, record] : content.records)
             if (!own_.contains(name))
                 records_.insert_or_assign(name, std::move(record));

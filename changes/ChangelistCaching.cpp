@@ -103,11 +103,15 @@ void Changelists::loadCache(ChangelistCache& cache, const std::string& file) {
     cache.reset();
 }
 
-/// The records whatever version of the program wrote them.
-void Changelists::loadAnyCache(ChangelistCache& cache, const std::string& file) {
+/// The same without a word about versions: records of another one are left behind, and what is put
+/// into the cache now is all that it holds until it is completed.
+void Changelists::loadTrustedCache(ChangelistCache& cache, const std::string& file) {
     std::string damage;
-    if (cache.load(damage) == ChangelistCache::Found::damage)
+    const auto found = cache.load(damage);
+    if (found == ChangelistCache::Found::damage)
         log("Cache file %@ is damaged: %@. Rebuilding it...", {file, damage});
+    if (found != ChangelistCache::Found::records)
+        cache.reset();
 }
 
 /// Computes what the cache lacks. Whether anything was computed; nothing when it could not be.
@@ -214,7 +218,7 @@ void Changelists::updateChangelistForItem(const std::string& xmlCopy) {
             }
             const std::string file = cacheFile(fs::path(xmlCopy).parent_path().string());
             ChangelistCache cache(file, services_.applicationVersion);
-            loadAnyCache(cache, file);
+            loadTrustedCache(cache, file);
             updateRecords(cache, xmlCopy);
             saveCache(cache, file);
         },

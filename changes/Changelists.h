@@ -123,7 +123,7 @@ private:
     [[nodiscard]] bool makeCacheFolder(std::string& error) const;
     [[nodiscard]] std::optional<VersionRecords> upToDateCache(const std::string& folder);
     void loadCache(ChangelistCache& cache, const std::string& file);
-    void loadAnyCache(ChangelistCache& cache, const std::string& file);
+    void loadTrustedCache(ChangelistCache& cache, const std::string& file);
     [[nodiscard]] std::optional<bool> completeCache(ChangelistCache& cache,
                                                     const std::string& folder);
     [[nodiscard]] bool recomputeAll(ChangelistCache& cache, const std::string& folder);

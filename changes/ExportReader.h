@@ -32,7 +32,9 @@ struct ExportReading {
 
 class ExportReader {
 public:
-    static constexpr std::size_t kKept = 2;
+    // A comparison reads its new document first and its base document after it: with the one that
+    // was the base document before, these are three.
+    static constexpr std::size_t kKept = 3;
     static constexpr std::size_t kReadAhead = 2;
 
     /// The document in the file at `path`.
