@@ -84,9 +84,16 @@ bool ChangelistCache::save(std::string& error) {
     for (const auto& [name, record] : records_)
         entries.emplace_hint(entries.end(), name, propertyListOf(record));
     entries.insert_or_assign(std::string(kVersionKey), applicationVersion_);
-    const auto text = xmlPropertyList(entries);
+    auto text = xmlPropertyList(entries);
     if (!text) {
-        error = "a file name or a sentence cannot be written as XML";
+        // A name or a sentence that XML has no form for: its record is computed anew each time.
+        std::erase_if(entries, [](const auto& entry) {
+            return !xmlPropertyList(PropertyList::Dictionary{{entry.first, entry.second}});
+        });
+        text = xmlPropertyList(entries);
+    }
+    if (!text) {
+        error = "the records cannot be written as XML";
         return false;
     }
     return writeFileAtomically(path_, *text, error);

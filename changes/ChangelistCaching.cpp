@@ -59,9 +59,10 @@ void Changelists::forgetDocuments() {
     exports_.forget();
 }
 
-std::optional<VersionRecords> Changelists::cacheForProject(const std::string& folder) {
+std::optional<VersionRecords> Changelists::cacheForProject(const std::string& path) {
     auto records = guarded(
-        "-[AppController cacheForProject:]", [&] { return upToDateCache(folder); }, services_.log);
+        "-[AppController cacheForProject:]", [&] { return upToDateCache(withoutSlashAtEnd(path)); },
+        services_.log);
     services_.progressCancelled = true;
     return std::move(records).value_or(std::nullopt);
 }
@@ -84,7 +85,11 @@ std::optional<VersionRecords> Changelists::upToDateCache(const std::string& fold
     if (*changed)
         saveCache(cache, file);
     forgetDocuments();
-    return cache.records();
+    VersionRecords records = cache.records();
+    std::erase_if(records, [&](const auto& entry) {
+        return entry.second.file != folder + "/" + entry.first;
+    });
+    return records;
 }
 
 void Changelists::loadCache(ChangelistCache& cache, const std::string& file) {
@@ -117,24 +122,37 @@ void Changelists::loadTrustedCache(ChangelistCache& cache, const std::string& fi
 /// Computes what the cache lacks. Whether anything was computed; nothing when it could not be.
 std::optional<bool> Changelists::completeCache(ChangelistCache& cache, const std::string& folder) {
     bool changed = false;
+    wasCancelled_ = false;
     std::optional<std::string> previous;
     for (const std::string& name : visibleNames(folder)) {
         const std::string path = folder + "/" + name;
-        if (!cache.hasRecordOf(path)) {
-            if (!previous)
-                return recomputeAll(cache, folder) ? std::optional(true) : std::nullopt;
-            // An operation of its own, so that it is not taken for a cancelled one.
-            startProgress(1);
-            if (auto record = changelistForFile(path, previous)) {
-                cache.put(name, *std::move(record));
-                changed = true;
-            }
-            endProgress();
-        }
+        const bool isMissing = !cache.hasRecordOf(path);
+        if (isMissing && !previous)
+            return recomputeAll(cache, folder) ? std::optional(true) : std::nullopt;
+        if (isMissing && computeMissing(cache, name, path, *previous))
+            changed = true;
         if (name.ends_with(kXmlSuffix))
             previous = path;
     }
+    if (isInProgress_)
+        endProgress();
     return changed;
+}
+
+/// Computes one record. It is an operation of its own with a progress of its own, or a comparison
+/// would take an idle program for a cancelled one; a failure ends that progress, and the next
+/// record begins another. After the user has cancelled nothing more is computed.
+bool Changelists::computeMissing(ChangelistCache& cache, const std::string& name,
+                                 const std::string& path, const std::string& previous) {
+    wasCancelled_ = wasCancelled_ || (isInProgress_ && isCancelled());
+    if (wasCancelled_)
+        return false;
+    if (!isInProgress_ && caseFolded(name).ends_with(kXmlSuffix))
+        startProgress(1);
+    auto record = changelistForFile(path, previous);
+    if (record)
+        cache.put(name, *std::move(record));
+    return record.has_value();
 }
 
 bool Changelists::recomputeAll(ChangelistCache& cache, const std::string& folder) {
@@ -174,12 +192,14 @@ std::vector<VersionRecord> Changelists::shownRecords(const std::string& folder,
     return shown;
 }
 
-void Changelists::populateChangeListForProject(const std::string& folder, VersionsPane& pane) {
+void Changelists::populateChangeListForProject(const std::string& path, VersionsPane& pane) {
     guarded(
         "-[AppController populateChangeListForProject:]",
         [&] {
+            const std::string folder = withoutSlashAtEnd(path);
             log("Populating changelist for project: %@", {folder});
-            onMainThread([&] { pane.startVersionSpinner(); });
+            if (hasGUI())
+                onMainThread([&] { pane.startVersionSpinner(); });
             auto versions = std::make_shared<std::vector<VersionRecord>>();
             if (auto records = cacheForProject(folder))
                 *versions = shownRecords(folder, *std::move(records));
@@ -200,7 +220,8 @@ void Changelists::showVersions(const VersionArray& versions, VersionsPane& pane)
     onMainThread([&] {
         pane.enableGenerateXMLButton(hasProjectCopy);
         pane.updateVersionArray(versions);
-        pane.stopVersionSpinner();
+        if (hasGUI())
+            pane.stopVersionSpinner();
     });
 }
 
@@ -210,8 +231,9 @@ void Changelists::updateChangelistForItem(const std::string& xmlCopy) {
         [&] {
             std::string error;
             if (!makeCacheFolder(error)) {
-                report("Unable to create cache folder", error);
-                if (!hasGUI())
+                if (hasGUI())
+                    alert("Unable to create cache folder", error);
+                else
                     services_.log.console().log(
                         formatString("Unable to create cache folder: %@", {error}));
                 return;
@@ -262,7 +284,7 @@ void Changelists::trashCaches() {
     guarded(
         "-[AppController trashCaches:]",
         [&] {
-            if (!hasGUI() || !exists(services_.cacheFolder) || !userWantsToTrashCaches())
+            if (!hasGUI() || !userWantsToTrashCaches() || !exists(services_.cacheFolder))
                 return;
             std::string error;
             if (!services_.trash.moveToTrash(services_.cacheFolder, error))

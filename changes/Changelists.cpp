@@ -59,7 +59,11 @@ public:
     explicit Host(Changelists& changelists) : changelists_(changelists) {}
 
     [[nodiscard]] bool progressCancelled() const override { return changelists_.isCancelled(); }
-    void endProgress() override { changelists_.endProgress(); }
+    /// Only a comparison that the user cancelled ends the progress.
+    void endProgress() override {
+        changelists_.wasCancelled_ = true;
+        changelists_.endProgress();
+    }
     void appendLog(std::string_view line) override { changelists_.log("%@", {line}); }
     void console(std::string_view line) override { changelists_.services_.log.console().log(line); }
 
@@ -91,6 +95,7 @@ void Changelists::onMainThreadLater(std::function<void()> work) {
 
 void Changelists::startProgress(std::size_t steps) {
     services_.progressCancelled = false;
+    isInProgress_ = true;
     if (services_.progress == nullptr)
         return;
     onMainThread([this, steps] {
@@ -107,6 +112,7 @@ void Changelists::incrementProgress() {
 
 /// The end of a progress is the end of an operation: no document is remembered beyond it.
 void Changelists::endProgress() {
+    isInProgress_ = false;
     if (services_.progress != nullptr)
         onMainThread([this] { services_.progress->endProgress(); });
     if (!hasGUI())
@@ -150,9 +156,7 @@ Changelists::FileFacts Changelists::factsOf(const std::string& file) {
         return {inSeconds(services_.clock.now()), std::nullopt};
     }
     log("Project file size is %llu bytes", {stamp->sizeInBytes});
-    const std::chrono::sys_time<std::chrono::nanoseconds> modified(
-        std::chrono::nanoseconds(stamp->modified));
-    return {std::chrono::floor<std::chrono::seconds>(modified), stamp->sizeInBytes};
+    return {PropertyListDate(std::chrono::seconds(stamp->modified.seconds)), stamp->sizeInBytes};
 }
 
 bool Changelists::isProjectCopy(const std::string& file) const {
@@ -260,10 +264,11 @@ std::optional<Changelist> Changelists::compareDocuments(const SharedDocument& ne
 
 // A folder
 
-std::optional<VersionRecords> Changelists::changelistForProject(const std::string& folder) {
+std::optional<VersionRecords> Changelists::changelistForProject(const std::string& path) {
     return guarded(
         "-[AppController changelistForProject:]",
         [&] {
+            const std::string folder = withoutSlashAtEnd(path);
             const auto names = namesInFolder(folder).value_or(std::vector<std::string>());
             startProgress(names.size());
             VersionRecords records = recordsInOrder(folder, names);

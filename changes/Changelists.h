@@ -63,15 +63,15 @@ public:
     changelistForFile(const std::string& file, const std::optional<std::string>& oldFile);
 
     /// The records of all files of a project folder, by name.
-    [[nodiscard]] std::optional<VersionRecords> changelistForProject(const std::string& folder);
+    [[nodiscard]] std::optional<VersionRecords> changelistForProject(const std::string& path);
 
     /// The records of a project folder from its cache file, which is brought up to date. Sets
     /// `progressCancelled` when it is done, whatever came of it.
-    [[nodiscard]] std::optional<VersionRecords> cacheForProject(const std::string& folder);
+    [[nodiscard]] std::optional<VersionRecords> cacheForProject(const std::string& path);
 
     /// Works out what the versions pane shows for a project folder, and hands it over: the records
     /// with the newest first, without project copies that have an XML copy.
-    void populateChangeListForProject(const std::string& folder, VersionsPane& pane);
+    void populateChangeListForProject(const std::string& path, VersionsPane& pane);
 
     /// Computes the records of an XML copy that was made anew and of the one after it again, and
     /// puts them into the cache. The newest XML copy becomes a base version by that, deliberately.
@@ -126,6 +126,8 @@ private:
     void loadTrustedCache(ChangelistCache& cache, const std::string& file);
     [[nodiscard]] std::optional<bool> completeCache(ChangelistCache& cache,
                                                     const std::string& folder);
+    [[nodiscard]] bool computeMissing(ChangelistCache& cache, const std::string& name,
+                                      const std::string& path, const std::string& previous);
     [[nodiscard]] bool recomputeAll(ChangelistCache& cache, const std::string& folder);
     void saveCache(ChangelistCache& cache, const std::string& file);
     [[nodiscard]] static std::vector<VersionRecord> shownRecords(const std::string& folder,
@@ -137,6 +139,9 @@ private:
 
     ChangelistServices services_;
     ExportReader exports_;
+
+    bool isInProgress_ = false; ///< from startProgress() to endProgress()
+    bool wasCancelled_ = false; ///< the user stopped a comparison, not a failure its progress
 
     // What one comparison leaves for the next. The path is that of the old file while the document
     // is the new one, deliberately: the document is taken up again only when the same old file is

@@ -9,12 +9,20 @@
 
 namespace cutstack {
 
+/// A moment of a file system, which reaches further than a count of nanoseconds does.
+struct FileTime {
+    std::int64_t seconds = 0; ///< since 1970, rounded down
+    std::int64_t nanoseconds = 0;
+
+    bool operator==(const FileTime&) const = default;
+};
+
 struct FileStamp {
     std::uint64_t device = 0;
     std::uint64_t inode = 0;
     std::uint64_t sizeInBytes = 0;
-    std::int64_t modified = 0; ///< nanoseconds since 1970
-    std::int64_t changed = 0;  ///< of the content or of what is noted about it
+    FileTime modified; ///< of the content
+    FileTime changed;  ///< of the content or of what is noted about it
 
     bool operator==(const FileStamp&) const = default;
 };

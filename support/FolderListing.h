@@ -27,4 +27,7 @@ void sortAsListed(std::vector<std::string>& names);
 /// The part behind the last slash.
 [[nodiscard]] std::string_view fileNameOf(std::string_view path);
 
+/// The path without slashes at its end; "/" stays.
+[[nodiscard]] std::string withoutSlashAtEnd(std::string_view path);
+
 } // namespace cutstack

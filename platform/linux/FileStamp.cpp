@@ -9,9 +9,7 @@ namespace cutstack {
 
 namespace {
 
-std::int64_t nanoseconds(const timespec& time) {
-    return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
-}
+FileTime fileTime(const timespec& time) { return {time.tv_sec, time.tv_nsec}; }
 
 } // namespace
 
@@ -22,7 +20,7 @@ std::optional<FileStamp> fileStamp(const std::string& path, std::string& error) 
         return std::nullopt;
     }
     return FileStamp{status.st_dev, status.st_ino, static_cast<std::uint64_t>(status.st_size),
-                     nanoseconds(status.st_mtim), nanoseconds(status.st_ctim)};
+                     fileTime(status.st_mtim), fileTime(status.st_ctim)};
 }
 
 } // namespace cutstack
