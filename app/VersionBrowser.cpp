@@ -1,16 +1,25 @@
 #include "app/VersionBrowser.h"
 
 #include "app/Settings.h"
+#include "changes/ChangeFilter.h"
 #include "changes/VersionSearch.h"
 #include "support/ZTException.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <utility>
 
 namespace cutstack {
 
 namespace {
+
+/// The settings of the kinds of change, in the order of ChangeKind.
+constexpr std::array<std::string_view, kChangeKinds> kFilterSettings = {
+    settings::filterInPoints,  settings::filterOutPoints,    settings::filterMarkers,
+    settings::filterFilters,   settings::filterSequences,    settings::filterClips,
+    settings::filterSubclips,  settings::filterFreezeFrames, settings::filterBins,
+    settings::filterMulticlips};
 
 bool hasEnded(const std::future<void>& thread) {
     return thread.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
@@ -107,6 +116,18 @@ void VersionBrowser::beginSearch(const std::string& text, const VersionArray& ve
                 [this, matches] { updateVersionSearchArray(matches); });
         },
         services_.log);
+}
+
+Changelist VersionBrowser::filterArray(const Changelist& sentences) const {
+    FilterSettings values{};
+    std::ranges::transform(kFilterSettings, values.begin(), [this](std::string_view setting) {
+        return services_.defaults.integerForKey(setting);
+    });
+    const ChangeFilter filter(values);
+    if (const auto reason = filter.failure())
+        ZTException::logException(Exception("NSInvalidArgumentException", *reason),
+                                  "-[AppController filterArray:]", services_.log);
+    return filter.filterArray(sentences);
 }
 
 void VersionBrowser::updateVersionSearchArray(VersionArray matches) {

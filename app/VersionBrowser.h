@@ -85,6 +85,10 @@ public:
     /// Replaces what matches the search; nothing ends the search, which differs from no match.
     void updateVersionSearchArray(VersionArray matches);
 
+    /// The sentences that the filter settings let through, for the rows below a version. A filter
+    /// that cannot work is logged and lets everything through.
+    [[nodiscard]] Changelist filterArray(const Changelist& sentences) const;
+
     [[nodiscard]] const std::vector<StoredProject>& projects() const { return projects_; }
     [[nodiscard]] const VersionArray& versionArray() const { return versionArray_; }
     /// nullptr when no search is active.

@@ -168,6 +168,18 @@ TEST_F(VersionBrowserTest, TheLastSearchToFinishWins) {
     EXPECT_EQ(shownSentences(), Texts{"In Point A"});
 }
 
+TEST_F(VersionBrowserTest, FiltersByTheSettingsAndSaysWhenItCannot) {
+    const Changelist sentences = {"Bin A removed", "Marker B added"};
+    EXPECT_EQ(browser_.filterArray(sentences), sentences);
+    defaults_.setObject(2, settings::filterMulticlips);
+    EXPECT_EQ(browser_.filterArray(sentences), sentences);
+    EXPECT_EQ(systemLog_.messages().back(),
+              "Exception in -[AppController filterArray:]. NSInvalidArgumentException - Unable to "
+              "parse the format string \"\".");
+    defaults_.setObject(true, settings::filterBins);
+    EXPECT_EQ(browser_.filterArray(sentences), Changelist{"Marker B added"});
+}
+
 TEST_F(VersionBrowserTest, NoMatchIsNotNoSearch) {
     browser_.updateVersionArray(versions({{"In Point A"}}));
     EXPECT_TRUE(view_.canPrint);

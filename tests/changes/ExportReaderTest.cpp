@@ -4,6 +4,7 @@
 #include <array>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <thread>
 
 #include "tests/TemporaryFolder.h"
 
@@ -67,6 +68,7 @@ TEST_F(ExportReaderTest, ReadsAnewWhatChanged) {
     EXPECT_EQ(rootOf(path), "eight");
 
     reader_.readAhead(std::array{path, write("b.xml", "begun")});
+    std::this_thread::sleep_for(std::chrono::milliseconds(50)); // most likely it has been read now
     EXPECT_EQ(rootOf(write("b.xml", "ended")), "ended");
     EXPECT_EQ(rootOf(path), "eight");
 }
