@@ -123,6 +123,7 @@ void Changelists::loadTrustedCache(ChangelistCache& cache, const std::string& fi
 std::optional<bool> Changelists::completeCache(ChangelistCache& cache, const std::string& folder) {
     bool changed = false;
     wasCancelled_ = false;
+    isInProgress_ = false; // an exception may have left it behind
     std::optional<std::string> previous;
     for (const std::string& name : visibleNames(folder)) {
         const std::string path = folder + "/" + name;

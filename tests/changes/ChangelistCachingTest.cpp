@@ -127,7 +127,7 @@ TEST_F(ChangelistCachingTest, AMissingRecordOfTheFirstCopyMeansThatAllIsComputed
         {"P.00003.xml", 1}, {"P.00002.xml", 1}, {"P.00001.xml", 3}};
     for (const auto& [removed, computed] : cases) {
         ASSERT_TRUE(anotherRun().cacheForProject(folder_));
-        falsifyCache([&](auto& keys) { keys.erase(removed); });
+        falsifyCache([&name = removed](auto& keys) { keys.erase(name); });
         newLines();
         EXPECT_EQ(anotherRun().cacheForProject(folder_)->size(), 3U);
         EXPECT_EQ(newLinesThatBegin(kComputed), computed) << removed;
@@ -246,6 +246,17 @@ TEST_F(ChangelistCachingTest, AFolderWhoseComputationFailsIsReported) {
     EXPECT_EQ(newLines(), (Calls{kReset, fault, said}));
     EXPECT_EQ(console_.messages(), (Calls{fault, fault, said}));
     EXPECT_FALSE(fs::exists(cacheFile_));
+}
+
+TEST_F(ChangelistCachingTest, AFaultOfOneRunDoesNotStopTheNext) {
+    add("P.00001.xml", exportOf("a"));
+    ASSERT_TRUE(windowed_.cacheForProject(folder_));
+    writeContent(home_ / "store/Q.fcp/Q.00001.xml", exportOf("a"));
+    window_.onStart = [] { throw Exception("Fault", "no reason"); };
+    ASSERT_EQ(windowed_.cacheForProject(home_ / "store/Q.fcp"), std::nullopt);
+    window_.onStart = [] {};
+    add("P.00002.xml", exportOf("ab"));
+    EXPECT_EQ(changesIn(windowed_.cacheForProject(folder_), "P.00002.xml"), kAdded);
 }
 
 TEST_F(ChangelistCachingTest, TheNewestVersionsAreShownFirst) {

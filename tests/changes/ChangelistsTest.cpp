@@ -109,10 +109,10 @@ TEST_F(ChangelistsTest, WhatIsReadAndWhatFailsIsLoggedAndShown) {
     for (const auto& [file, old, line, calls] : cases) {
         Calls lines = {"Getting changelist for file " + at(file) + " with old file " + at(old)};
         for (const std::string& path : {at(file), at(old)})
-            lines.push_back(fs::exists(path)
-                                ? "Project file size is " + std::to_string(fs::file_size(path)) +
-                                      " bytes"
-                                : "Unable to get attributes for file " + path + ": " + kMissing);
+            lines.push_back(
+                fs::exists(path)
+                    ? formatString("Project file size is %i bytes", {fs::file_size(path)})
+                    : formatString("Unable to get attributes for file %@: %@", {path, kMissing}));
         lines.push_back(line);
         newLines();
         const Changelist changes = calls.empty() ? kAdded : kNoRecord;

@@ -18,7 +18,7 @@ protected:
     /// Writes a document with that root, again and again until the clock of the file system tells
     /// it from the one before.
     std::string write(std::string_view file, std::string_view root) {
-        const std::string path = folder_ / file;
+        std::string path = folder_ / file;
         std::string error;
         const auto before = fileStamp(path, error);
         do
