@@ -191,7 +191,7 @@ void ExportWriter::fileContents(const Media& media) {
     xml_.leaf("duration", media.frames);
     {
         const auto metadata = xml_.element("metadata");
-        xml_.leaf("storage", "QuickTime");
+        xml_.leaf("storage", "MOV");
         xml_.leaf("key", "media.uuid");
         xml_.leaf("size", 36);
         xml_.leaf("type", "UTF8");

@@ -151,9 +151,10 @@ bool Changelists::computeMissing(ChangelistCache& cache, const std::string& name
     if (!isInProgress_ && caseFolded(name).ends_with(kXmlSuffix))
         startProgress(1);
     auto record = changelistForFile(path, previous);
-    if (record)
-        cache.put(name, *std::move(record));
-    return record.has_value();
+    if (!record)
+        return false;
+    cache.put(name, *std::move(record));
+    return true;
 }
 
 bool Changelists::recomputeAll(ChangelistCache& cache, const std::string& folder) {

@@ -34,9 +34,11 @@ bool takeSentences(PropertyList::Dictionary& dictionary, Changelist& sentences) 
 /// A value that need not be there, but must be of the right kind if it is.
 template <typename Value>
 bool takeOptional(const PropertyList* value, std::optional<Value> read, Value& into) {
-    if (value != nullptr && read)
-        into = *std::move(read);
-    return value == nullptr || read;
+    if (value == nullptr)
+        return true;
+    if (read)
+        into = *read;
+    return read.has_value();
 }
 
 } // namespace

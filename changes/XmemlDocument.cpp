@@ -65,6 +65,7 @@ public:
     void startElement(const XmlStartTag& tag) override;
     void endElement() override;
     void text(std::string_view piece) override;
+    std::optional<std::string> refusal() override;
 
     /// After the last event: the lists that need whole elements.
     void finish();
@@ -190,6 +191,15 @@ void XmemlDocumentBuilder::endElement() {
     auto& element = document_.nodes_[open_];
     element.end = static_cast<NodeIndex>(document_.nodes_.size());
     open_ = element.parent;
+}
+
+/// Exports have some hundred different names. The parser's table of names does not grow for ever
+/// and is slow when it is crowded.
+std::optional<std::string> XmemlDocumentBuilder::refusal() {
+    constexpr std::size_t kMostNames = 65'536;
+    if (document_.unknownNames_.size() <= kMostNames)
+        return std::nullopt;
+    return "the document has more than 65536 different names";
 }
 
 void XmemlDocumentBuilder::finish() {

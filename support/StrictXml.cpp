@@ -16,6 +16,9 @@ namespace {
 /// How many start tags pass between two reports of the position.
 constexpr unsigned kTagsBetweenReports = 1024;
 
+/// How many declarations of name spaces may be in force, counted as the parser does: two each.
+constexpr int kMostNameSpaces = 2 * 1000;
+
 std::string_view viewOf(const xmlChar* text) {
     return text == nullptr ? std::string_view() : reinterpret_cast<const char*>(text);
 }
@@ -78,6 +81,12 @@ xmlSAXHandler Reading::handlers() {
                         xmlChar*) {
         of(self).refuse("entity '" + std::string(viewOf(name)) + "' is declared");
     };
+    // Defaults of attributes are multiplied by the elements, and checking them takes for ever.
+    sax.attributeDecl = [](void* self, const xmlChar* element, const xmlChar*, int, int,
+                           const xmlChar*, xmlEnumerationPtr values) {
+        xmlFreeEnumeration(values);
+        of(self).refuse("attributes of '" + std::string(viewOf(element)) + "' are declared");
+    };
     sax.reference = [](void* self, const xmlChar* name) {
         of(self).refuse("entity '" + std::string(viewOf(name)) + "' is not defined");
     };
@@ -109,6 +118,11 @@ void Reading::start(const xmlChar* localName, const xmlChar* prefix, int namespa
                     const xmlChar** namespaces, int attributeCount, const xmlChar** attributes) {
     if (tags_++ % kTagsBetweenReports == 0)
         reportPosition();
+    // Each prefix is looked up among all that are in force.
+    if (parser_->nsNr > kMostNameSpaces) {
+        refuse("too many name spaces are declared inside each other");
+        return;
+    }
     if (auto message = events_.refusal()) {
         refuse(*std::move(message));
         return;

@@ -28,6 +28,13 @@ std::string manyAttributes(int count) {
     return attributes;
 }
 
+std::string nestedPrefixes(int depth) {
+    std::string xml;
+    for (int i = 0; i < depth; ++i)
+        xml += "<a xmlns:p" + std::to_string(i) + "='u'>";
+    return xml;
+}
+
 TEST(XmemlDocument, WhatBecomesANode) {
     const std::string bom = "\xEF\xBB\xBF";
     const struct {
@@ -126,6 +133,8 @@ TEST(XmemlDocument, WhatIsRefusedAndWhere) {
         {"<!DOCTYPE a SYSTEM 'x.dtd'><a b='&undeclared;'/>", "not defined"},
         {bomb, "entity 'x' is declared"},
         {"<!DOCTYPE a [<!ENTITY % p SYSTEM 'x'>%p;]><a/>", "entity 'p' is declared"},
+        {"<!DOCTYPE a [<!ATTLIST a b CDATA 'c'>]><a/>", "attributes of 'a' are declared"},
+        {nestedPrefixes(1001), "too many name spaces"},
         {"<a>&</a>", "line 1, column"},
         {"<a>a ]]> b</a>", "line 1, column"},
         {"<a>\xFF</a>", "UTF-8"},
