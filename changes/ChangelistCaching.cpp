@@ -87,7 +87,7 @@ std::optional<VersionRecords> Changelists::upToDateCache(const std::string& fold
     forgetDocuments();
     VersionRecords records = cache.records();
     std::erase_if(records, [&](const auto& entry) {
-        return entry.second.file != folder + "/" + entry.first;
+        return entry.second.file != pathInFolder(folder, entry.first);
     });
     return records;
 }
@@ -126,7 +126,7 @@ std::optional<bool> Changelists::completeCache(ChangelistCache& cache, const std
     isInProgress_ = false; // an exception may have left it behind
     std::optional<std::string> previous;
     for (const std::string& name : visibleNames(folder)) {
-        const std::string path = folder + "/" + name;
+        const std::string path = pathInFolder(folder, name);
         const bool isMissing = !cache.hasRecordOf(path);
         if (isMissing && !previous)
             return recomputeAll(cache, folder) ? std::optional(true) : std::nullopt;

@@ -284,7 +284,7 @@ void Changelists::readAhead(const std::string& folder, const std::vector<std::st
     std::vector<std::string> coming;
     for (std::size_t i = from; i < names.size() && coming.size() < ExportReader::kReadAhead; ++i) {
         std::error_code error;
-        const std::string path = folder + "/" + names[i];
+        const std::string path = pathInFolder(folder, names[i]);
         if (names[i].ends_with(kXmlSuffix) && fs::is_regular_file(path, error) &&
             fs::file_size(path, error) < kSizeLimitInBytes)
             coming.push_back(path);
@@ -298,7 +298,7 @@ VersionRecords Changelists::recordsInOrder(const std::string& folder,
     std::optional<std::string> previous;
     for (std::size_t i = 0; i < names.size() && !isCancelled(); ++i) {
         const std::string& name = names[i];
-        const std::string path = folder + "/" + name;
+        const std::string path = pathInFolder(folder, name);
         readAhead(folder, names, i);
         auto record = changelistForFile(path, previous);
         incrementProgress();

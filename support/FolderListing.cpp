@@ -57,6 +57,11 @@ std::string_view withoutPathExtension(std::string_view path) {
     return path.substr(0, extensionDot(path));
 }
 
+std::string pathInFolder(std::string_view folder, std::string_view name) {
+    std::string path(folder);
+    return path.append("/").append(name);
+}
+
 std::string withoutSlashAtEnd(std::string_view path) {
     const std::size_t last = path.find_last_not_of('/');
     return std::string(path.substr(0, last == std::string_view::npos ? 1 : last + 1));

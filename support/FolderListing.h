@@ -27,6 +27,9 @@ void sortAsListed(std::vector<std::string>& names);
 /// The part behind the last slash.
 [[nodiscard]] std::string_view fileNameOf(std::string_view path);
 
+/// The path of what is called `name` in a folder.
+[[nodiscard]] std::string pathInFolder(std::string_view folder, std::string_view name);
+
 /// The path without slashes at its end; "/" stays.
 [[nodiscard]] std::string withoutSlashAtEnd(std::string_view path);
 

@@ -81,7 +81,7 @@ std::vector<std::string> copiesWithoutVersion(const std::string& folder,
                                               const std::vector<VersionRecord>& versions) {
     std::vector<std::string> reasons;
     for (const std::string& name : namesInFolder(folder).value_or(std::vector<std::string>())) {
-        const std::string path = folder + "/" + name;
+        const std::string path = pathInFolder(folder, name);
         const bool isCopy = name.ends_with(".xml") && !name.starts_with('.');
         if (isCopy && std::ranges::find(versions, path, &VersionRecord::file) == versions.end())
             reasons.push_back(reasonFor(path));
