@@ -109,7 +109,7 @@ TEST_F(Xmemldiff, HelpAndVersion) {
 TEST_F(Xmemldiff, AFullDiskIsTrouble) {
     if (access("/dev/full", W_OK) != 0)
         GTEST_SKIP() << "this machine has no /dev/full";
-    const Finished tool = finished({"/bin/sh", "-c", "exec \"$0\" \"$@\" > /dev/full", XMEMLDIFF,
+    const Finished tool = finished({"/bin/sh", "-c", R"(exec "$0" "$@" > /dev/full)", XMEMLDIFF,
                                     folder_ / "base.xml", folder_ / "new.xml"});
     EXPECT_EQ(tool.status, 2);
     EXPECT_EQ(tool.errors, "xmemldiff: the sentences could not be written\n");
@@ -119,11 +119,11 @@ TEST_F(Xmemldiff, LowMemoryIsTrouble) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
     GTEST_SKIP() << "sanitizers need all the address space that there is";
 #endif
-    const std::string large = "<xmeml>" + std::string(50'000'000, 'x') + "</xmeml>";
+    std::string large = "<xmeml>";
+    large.append(50'000'000, 'x').append("</xmeml>");
     writeContent(folder_ / "large.xml", large);
-    const Finished tool =
-        finished({"/bin/sh", "-c", "ulimit -v 150000; exec \"$0\" \"$@\"", XMEMLDIFF,
-                  folder_ / "large.xml", folder_ / "large.xml"});
+    const Finished tool = finished({"/bin/sh", "-c", R"(ulimit -v 150000; exec "$0" "$@")",
+                                    XMEMLDIFF, folder_ / "large.xml", folder_ / "large.xml"});
     EXPECT_EQ(tool.status, 2);
     EXPECT_NE(tool.errors.find("out of memory"), std::string::npos) << tool.errors;
 }
@@ -131,11 +131,13 @@ TEST_F(Xmemldiff, LowMemoryIsTrouble) {
 TEST(SentenceOutput, KeepsASentenceOnOneHarmlessLine) {
     const struct {
         std::string_view sentence, line;
-    } cases[] = {{"Café\tau lait", "Café\tau lait"},
-                 {"a\nb\r\n", "a\\nb\\r\\n"},
-                 {"\x1b[31mred\x7f", "\\x1b[31mred\\x7f"},
-                 {std::string_view("\0", 1), "\\x00"},
-                 {"\u009B31m\u2028\u202Eabc\u2069\u2030", "\\u009b31m\\u2028\\u202eabc\\u2069\u2030"}};
+    } cases[] = {
+        {"Café\tau lait", "Café\tau lait"},
+        {"a\nb\r\n", R"(a\nb\r\n)"},
+        {"\x1b[31mred\x7f", "\\x1b[31mred\\x7f"},
+        {std::string_view("\0", 1), "\\x00"},
+        // NOLINTNEXTLINE(misc-misleading-bidirectional): that is what it is about
+        {"\u009B31m\u2028\u202Eabc\u2069\u2030", "\\u009b31m\\u2028\\u202eabc\\u2069\u2030"}};
     for (const auto& row : cases)
         EXPECT_EQ(onOneLine(row.sentence), row.line);
 }
