@@ -39,4 +39,17 @@ Finished finished(const std::vector<std::string>& arguments, const std::string& 
             contentOf(files[2])};
 }
 
+/// Runs `work` in a process of its own that is not root, and tells whether it returned true.
+bool asOrdinaryUser(const std::function<bool()>& work) {
+    constexpr uid_t kNobody = 65534;
+    const pid_t child = fork();
+    if (child == 0) {
+        const bool isOrdinary = getuid() != 0 || setuid(kNobody) == 0;
+        _exit(isOrdinary && work() ? 0 : 1);
+    }
+    int status = -1;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    return status == 0;
+}
+
 } // namespace cutstack

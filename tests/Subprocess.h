@@ -2,6 +2,7 @@
 
 // Runs a program to its end and keeps what it said.
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -16,5 +17,8 @@ struct Finished {
 /// Runs `arguments[0]` with the rest as its arguments and `input` as its standard input. Fails the
 /// running test when it cannot be started.
 Finished finished(const std::vector<std::string>& arguments, const std::string& input = "");
+
+/// Runs `work` in a process of its own that is not root, and tells whether it returned true.
+bool asOrdinaryUser(const std::function<bool()>& work);
 
 } // namespace cutstack

@@ -21,6 +21,7 @@
 
 #include "platform/linux/FreedesktopTrash.h"
 #include "platform/linux/TrashInfo.h"
+#include "tests/Subprocess.h"
 #include "tests/TemporaryFolder.h"
 #include "tests/platform/Fakes.h"
 
@@ -93,18 +94,6 @@ mode_t modeOf(const std::string& path) {
     struct stat status {};
     EXPECT_EQ(lstat(path.c_str(), &status), 0) << path;
     return status.st_mode & 07777;
-}
-
-/// Runs `work` in a process of its own that is not root, and tells whether it returned true.
-bool asOrdinaryUser(const std::function<bool()>& work) {
-    const pid_t child = fork();
-    if (child == 0) {
-        const bool isOrdinary = getuid() != 0 || setuid(kNobody) == 0;
-        _exit(isOrdinary && work() ? 0 : 1);
-    }
-    int status = -1;
-    EXPECT_EQ(waitpid(child, &status, 0), child);
-    return status == 0;
 }
 
 class TrashTest : public testing::Test {

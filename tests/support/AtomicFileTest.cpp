@@ -12,6 +12,7 @@
 
 #include "platform/SystemErrors.h"
 #include "support/FileLock.h"
+#include "tests/Subprocess.h"
 #include "tests/TemporaryFolder.h"
 
 namespace cutstack {
@@ -41,19 +42,6 @@ std::string faultOfReading(const std::string& path, std::size_t sizeLimit) {
     std::string error;
     EXPECT_FALSE(readFile(path, sizeLimit, error).has_value());
     return error;
-}
-
-/// Runs `work` in a process of its own that is not root, and tells whether it returned true.
-bool asOrdinaryUser(const std::function<bool()>& work) {
-    constexpr uid_t kNobody = 65534;
-    const pid_t child = fork();
-    if (child == 0) {
-        const bool isOrdinary = getuid() != 0 || setuid(kNobody) == 0;
-        _exit(isOrdinary && work() ? 0 : 1);
-    }
-    int status = -1;
-    EXPECT_EQ(waitpid(child, &status, 0), child);
-    return status == 0;
 }
 
 /// The size that files may have in this process, for the length of a scope.
