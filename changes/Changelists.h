@@ -12,8 +12,9 @@
 //
 // One Changelists belongs to one program run. Its operations may be called on any thread, one at a
 // time; what they show goes through the UserInterface on the main thread. An operation that the
-// user cancels (`progressCancelled`, with a user interface) ends at its next poll and returns
-// nothing. Every operation runs in a guard: an exception is logged, and nothing is returned.
+// user cancels (`progressCancelled`, with a user interface) ends at its next poll: the file that
+// was being compared has no record, those that were done before it keep theirs. Every operation
+// runs in a guard: an exception is logged, and nothing is returned.
 
 #include "changes/ChangelistCache.h"
 #include "changes/ExportReader.h"
