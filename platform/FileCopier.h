@@ -1,0 +1,45 @@
+#pragma once
+
+// Copying files and folders with everything that belongs to them, as fast as the file system can:
+// shared blocks where it has them (reflinks), copying inside the kernel elsewhere. Any thread;
+// several copies may run at once.
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+namespace cutstack {
+
+/// How far a copy is. Sizes in bytes.
+struct CopyProgress {
+    std::uint64_t bytesCompleted = 0;
+    std::uint64_t totalBytes = 0; ///< of all files, as they were when the copy began
+    std::uint64_t itemsCompleted = 0;
+    std::uint64_t totalItems = 0; ///< files, folders and links
+    std::string currentItem;      ///< the path of the source that is being copied
+};
+
+enum class CopyEnd { copied, cancelled, failed };
+
+class FileCopier {
+public:
+    virtual ~FileCopier() = default;
+
+    /// Is told of every step of a copy, some ten times a second at most; answers whether to go on.
+    using Observer = std::function<bool(const CopyProgress&)>;
+
+    /// Copies the file, folder or symbolic link `source` to `destination`, where nothing may be.
+    /// Content, permissions, times and extended attributes are copied, the owner where the system
+    /// permits; a link is copied as a link, holes stay holes. Sockets and devices are refused.
+    ///
+    /// The copy appears under its name only when it is whole and on the disk: until then it has a
+    /// hidden name in the same folder, which goes away on failure and on cancelling. `error` is
+    /// the reason of a failure, with the path that it came from where that is not `source`.
+    [[nodiscard]] virtual CopyEnd copy(const std::string& source, const std::string& destination,
+                                       const Observer& observer, std::string& error) const = 0;
+};
+
+/// Copies on this machine's file systems. Lives as long as the process.
+[[nodiscard]] const FileCopier& fileCopier();
+
+} // namespace cutstack

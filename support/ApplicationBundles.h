@@ -1,0 +1,45 @@
+#pragma once
+
+// Which application bundles the machine has. A bundle is looked up by its identifier in the bundle
+// of the running executable, then among those that the user has registered, then among the folders
+// "*.app" of the user's and the machine's Applications folders. Stateless but for the register,
+// which is a file of the user's; any thread.
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "support/Bundle.h"
+#include "support/ZTLocalPaths.h"
+
+namespace cutstack {
+
+class ApplicationBundles {
+public:
+    /// `ownBundle` may be nullptr. Both outlive this.
+    ApplicationBundles(const Locations& locations, const Bundle* ownBundle)
+        : locations_(locations), ownBundle_(ownBundle) {}
+
+    /// The bundles of this process's user. Lives as long as the process.
+    [[nodiscard]] static const ApplicationBundles& ofProcess();
+
+    /// The path of the bundle with that identifier; nothing when the machine has none.
+    /// Identifiers are compared without regard to case.
+    [[nodiscard]] std::optional<std::string>
+    absolutePathForAppBundleWithIdentifier(std::string_view identifier) const;
+
+    /// Remembers the bundle at `bundlePath` for this user; one of the same identifier that was
+    /// registered before gives way. On failure, as for what is no bundle with an identifier,
+    /// returns false with the reason in `error`, and the register is as it was.
+    [[nodiscard]] bool registerBundle(const std::string& bundlePath, std::string& error) const;
+
+    /// Whether a person sees the folder at `path` as one thing: an application or another folder
+    /// with "Contents/Info.plist" whose extension says that it is a package.
+    [[nodiscard]] static bool isFilePackage(const std::string& path);
+
+private:
+    const Locations& locations_;
+    const Bundle* ownBundle_;
+};
+
+} // namespace cutstack
