@@ -10,7 +10,8 @@ namespace cutstack {
 
 /// The document laid out, as UTF-8 with its declaration and document type. Text that is only white
 /// space between elements is replaced by the layout; every other text stays as it is, also the
-/// white space that is all that an element holds. Comments and processing instructions are left
+/// white space that is all that an element holds. A document with elements beside text, or of great
+/// depth, is not laid out at all. Comments and processing instructions are left
 /// out. On failure, for what is not well-formed, returns nothing with line, column and fault in
 /// `error`.
 [[nodiscard]] std::optional<std::string> prettyPrintedXml(std::string document, std::string& error);
