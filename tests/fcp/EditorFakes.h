@@ -89,6 +89,7 @@ struct FakeEventTransport final : EventTransport {
     }
     void answerOpenProjects(const std::vector<std::string>& paths) {
         std::vector<EventDescriptor> entries;
+        entries.reserve(paths.size());
         for (const std::string& path : paths)
             entries.push_back(EventDescriptor::ofRecord(
                 {{EditorKey::openProjectFile, {EventType::fsrf, fakeReference(path), {}}}}));
