@@ -106,6 +106,11 @@ std::string WatchList::abbreviated(const std::string& path) const {
 }
 
 void WatchList::saveWatchList() {
+    guarded(
+        "-[AppController saveWatchList]", [&] { storeRows(); }, services_.log);
+}
+
+void WatchList::storeRows() {
     services_.log.appendLog("Saving watch list...");
     PropertyList::Array list;
     list.reserve(fileArray_.size());
@@ -120,6 +125,11 @@ void WatchList::saveWatchList() {
 }
 
 void WatchList::populateWatchFiles() {
+    guarded(
+        "-[AppController populateWatchFiles]", [&] { readRows(); }, services_.log);
+}
+
+void WatchList::readRows() {
     services_.log.appendLog("Populating watch files...");
     const auto stored = services_.settings.objectForKey(settings::filelist);
     const auto* list = stored ? stored->asArray() : nullptr;

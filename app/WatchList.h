@@ -109,6 +109,8 @@ public:
 private:
     using FolderIdentity = std::pair<std::uint64_t, std::uint64_t>; ///< device and inode
 
+    void storeRows();
+    void readRows();
     void addRow(const std::string& path);
     void offerSequencesOfLargeProject(std::size_t row);
     void searchFolder(const std::string& folder, std::set<FolderIdentity>& searched);
