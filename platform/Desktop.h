@@ -22,6 +22,8 @@ public:
 
     /// Has the application open the file at `path`, starting it if need be through the session's
     /// own activation, else from `executable` (empty: it has none) with the path as its argument.
+    /// With an empty path the application is started, or brought to the front, without a file and
+    /// without an argument; with an empty identifier there is only the executable.
     /// Returns as soon as the request is on its way. On failure, as when nothing is known by which
     /// it could be started, returns false with the reason in `error`.
     [[nodiscard]] virtual bool open(const std::string& path, const std::string& identifier,

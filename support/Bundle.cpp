@@ -1,6 +1,9 @@
 #include "support/Bundle.h"
 
 #include <filesystem>
+#include <string_view>
+#include <system_error>
+#include <utility>
 
 #include "platform/ProcessEnvironment.h"
 #include "support/AtomicFile.h"
@@ -13,19 +16,24 @@ namespace {
 /// No information file comes near this size.
 constexpr std::size_t kLargestInfo = 1 << 20;
 
-PropertyList infoOf(const std::string& bundlePath) {
+/// What Info.plist says; nothing unless it is a file with a dictionary.
+std::optional<PropertyList> infoOf(const std::string& bundlePath) {
+    const std::string file = bundlePath + "/Contents/Info.plist";
+    // Reading what is no file could wait for ever.
+    std::error_code fault;
+    if (!std::filesystem::is_regular_file(file, fault))
+        return std::nullopt;
     std::string error;
-    auto bytes = readFile(bundlePath + "/Contents/Info.plist", kLargestInfo, error);
+    auto bytes = readFile(file, kLargestInfo, error);
     auto info = bytes ? readPropertyList(std::move(*bytes), error) : std::nullopt;
-    return info.value_or(PropertyList());
+    return info && info->asDictionary() != nullptr ? std::move(info) : std::nullopt;
+}
+
+bool isPlainName(std::string_view name) {
+    return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos;
 }
 
 } // namespace
-
-Bundle::Bundle(std::string bundlePath, std::string executablePath)
-    : bundlePath_(std::move(bundlePath)),
-      foundBy_(std::move(executablePath)),
-      info_(infoOf(bundlePath_)) {}
 
 std::optional<Bundle> Bundle::ofExecutable(const std::string& executablePath) {
     const std::filesystem::path programs = std::filesystem::path(executablePath).parent_path();
@@ -34,7 +42,17 @@ std::optional<Bundle> Bundle::ofExecutable(const std::string& executablePath) {
     if (programs.filename() != "MacOS" || contents.filename() != "Contents" ||
         bundle.extension() != ".app")
         return std::nullopt;
-    return Bundle(bundle.string(), executablePath);
+    std::string bundlePath = bundle.string();
+    auto info = infoOf(bundlePath);
+    return Bundle(std::move(bundlePath), executablePath, std::move(info).value_or(PropertyList()));
+}
+
+std::optional<Bundle> Bundle::atPath(const std::string& bundlePath) {
+    auto info = infoOf(bundlePath);
+    if (!info)
+        return std::nullopt;
+    const std::string name = std::filesystem::path(bundlePath).stem().string();
+    return Bundle(bundlePath, bundlePath + "/Contents/MacOS/" + name, std::move(*info));
 }
 
 const Bundle* Bundle::mainBundle() {
@@ -46,7 +64,7 @@ const Bundle* Bundle::mainBundle() {
 
 std::string Bundle::executablePath() const {
     const auto name = infoString("CFBundleExecutable");
-    return name ? bundlePath_ + "/Contents/MacOS/" + *name : foundBy_;
+    return name && isPlainName(*name) ? bundlePath_ + "/Contents/MacOS/" + *name : foundBy_;
 }
 
 std::optional<std::string> Bundle::bundleIdentifier() const {

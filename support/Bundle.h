@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "support/PropertyList.h"
 
@@ -18,13 +19,18 @@ public:
     /// end like "/X.app/Contents/MacOS/X". A bundle without a readable Info.plist has no values.
     [[nodiscard]] static std::optional<Bundle> ofExecutable(const std::string& executablePath);
 
+    /// The bundle in the folder at `bundlePath`; nothing unless that has a readable Info.plist.
+    [[nodiscard]] static std::optional<Bundle> atPath(const std::string& bundlePath);
+
     /// The bundle of the running executable, read at the first call; nullptr when it runs outside
     /// of one. Lives as long as the process.
     [[nodiscard]] static const Bundle* mainBundle();
 
     [[nodiscard]] const std::string& bundlePath() const { return bundlePath_; }
 
-    /// The executable that Info.plist names, else the one that the bundle was found by.
+    /// The executable that Info.plist names, else the one that the bundle was found by or, where it
+    /// was found by its path, the one that is called like the bundle. A name that leads out of the
+    /// folder of executables is no name.
     [[nodiscard]] std::string executablePath() const;
 
     /// The identifier, by which the system tells applications apart.
@@ -37,7 +43,10 @@ public:
     [[nodiscard]] std::string plugInPath(std::string_view fileName) const;
 
 private:
-    Bundle(std::string bundlePath, std::string executablePath);
+    Bundle(std::string bundlePath, std::string executablePath, PropertyList info)
+        : bundlePath_(std::move(bundlePath)),
+          foundBy_(std::move(executablePath)),
+          info_(std::move(info)) {}
 
     std::string bundlePath_;
     std::string foundBy_;

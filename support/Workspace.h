@@ -8,15 +8,16 @@
 #include <string_view>
 
 #include "platform/Desktop.h"
+#include "platform/SystemLog.h"
 #include "support/ApplicationBundles.h"
 
 namespace cutstack {
 
 class Workspace {
 public:
-    /// Both outlive this.
-    Workspace(Desktop& desktop, const ApplicationBundles& bundles)
-        : desktop_(desktop), bundles_(bundles) {}
+    /// All of them outlive this. Failures are told to `console`.
+    Workspace(Desktop& desktop, const ApplicationBundles& bundles, SystemLog& console)
+        : desktop_(desktop), bundles_(bundles), console_(console) {}
     virtual ~Workspace() = default;
     Workspace(const Workspace&) = delete;
     Workspace& operator=(const Workspace&) = delete;
@@ -36,10 +37,11 @@ public:
     virtual bool openFile(const std::string& path, const std::string& identifier,
                           LaunchOptions options);
 
-    /// Opens the file as a double click would: an application bundle is started.
+    /// Opens the file as a double click would: an application bundle is started, or brought to the
+    /// front when it runs. Returns false, with a line in the system log, when that cannot be asked.
     virtual bool openFile(const std::string& path);
 
-    /// Shows the file in the file manager.
+    /// Shows the file in the file manager. Returns as openFile() does.
     virtual bool selectFile(const std::string& path);
 
     /// ApplicationBundles::isFilePackage().
@@ -49,8 +51,12 @@ public:
     virtual bool registerApplication(const std::string& bundlePath);
 
 private:
+    /// Tells why `path` could not be dealt with as `what` says; false.
+    bool failed(std::string_view what, const std::string& path, const std::string& error);
+
     Desktop& desktop_;
     const ApplicationBundles& bundles_;
+    SystemLog& console_;
 };
 
 } // namespace cutstack

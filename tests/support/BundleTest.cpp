@@ -2,15 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/TemporaryFolder.h"
+#include "tests/support/Bundles.h"
 
 namespace cutstack {
 namespace {
-
-std::string infoWith(std::string_view content) {
-    return R"(<?xml version="1.0"?><plist version="1.0"><dict>)" + std::string(content) +
-           "</dict></plist>";
-}
 
 TEST(Bundle, IsFoundByItsExecutable) {
     const TemporaryFolder folder;
@@ -37,6 +32,7 @@ TEST(Bundle, WithoutReadableInformationHasNoValues) {
         ASSERT_TRUE(bundle);
         EXPECT_EQ(bundle->bundleIdentifier(), std::nullopt) << info;
         EXPECT_EQ(bundle->executablePath(), folder / "X.app/Contents/MacOS/X") << info;
+        EXPECT_FALSE(Bundle::atPath(folder / "X.app")) << info;
     }
 }
 
