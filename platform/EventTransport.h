@@ -34,6 +34,9 @@ public:
 /// The identifier of the application whose signature is `signature`, by which the system finds it.
 [[nodiscard]] std::optional<std::string_view> identifierOfSignature(FourCharCode signature);
 
+/// The signature of the application with that identifier.
+[[nodiscard]] std::optional<FourCharCode> signatureOfIdentifier(std::string_view identifier);
+
 /// Events over the session's message bus. Lives as long as the process.
 [[nodiscard]] EventTransport& eventTransport();
 
