@@ -33,7 +33,10 @@ public:
 /// What the queue calls when work arrives while the window's event loop sleeps, and what handles
 /// one event of that loop, waiting at most the time given.
 struct MainThreadEventLoop {
-    std::function<void()> wake; ///< called on any thread
+    /// Called on any thread; must neither wait nor call the queue. It has the window call
+    /// runWaitingWork().
+    std::function<void()> wake;
+    /// Returns whether there was an event.
     std::function<bool(std::chrono::milliseconds)> handleOneEvent;
 };
 
@@ -41,7 +44,12 @@ struct MainThreadEventLoop {
 /// process.
 [[nodiscard]] MainThreadQueue& mainThreadQueue();
 
-/// Lets the window's event loop serve mainThreadQueue(); an empty one detaches it. Main thread.
+/// Lets the window's event loop serve mainThreadQueue(), waking it when work waits already; an
+/// empty one detaches the loop, which is not called after that. Main thread.
 void attachEventLoop(MainThreadEventLoop loop);
+
+/// Runs what waits in mainThreadQueue() at the time of the call, and handles no event. For the
+/// window, when it has been woken. Main thread.
+void runWaitingWork();
 
 } // namespace cutstack
