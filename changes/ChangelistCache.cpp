@@ -70,6 +70,11 @@ void ChangelistCache::put(const std::string& fileName, VersionRecord record) {
     own_.insert(fileName);
 }
 
+void ChangelistCache::remove(const std::string& fileName) {
+    records_.erase(fileName);
+    own_.insert(fileName);
+}
+
 bool ChangelistCache::save(std::string& error) {
     const FileLock lock(path_);
     if (!isReset_) {

@@ -48,8 +48,11 @@ public:
     /// have the same name share a cache file; a record of another store's file is none of this one.
     [[nodiscard]] bool hasRecordOf(std::string_view path) const;
     void put(const std::string& fileName, VersionRecord record);
+    /// Takes the record of a file away; save() takes it out of the file too.
+    void remove(const std::string& fileName);
 
-    /// Writes the file: the records that were put, over those in the file. False with the reason in
+    /// Writes the file: the records that were put, over those in the file, without those that were
+    /// removed. False with the reason in
     /// `error` when that fails; the file is as it was then.
     [[nodiscard]] bool save(std::string& error);
 
@@ -64,7 +67,7 @@ private:
     std::string path_;
     std::string applicationVersion_;
     VersionRecords records_;
-    std::set<std::string, std::less<>> own_; ///< the file names of the records that were put
+    std::set<std::string, std::less<>> own_; ///< the file names of what was put or removed
     bool isReset_ = false;
 };
 

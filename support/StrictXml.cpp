@@ -61,6 +61,10 @@ private:
 xmlSAXHandler Reading::handlers() {
     xmlSAXHandler sax{};
     sax.initialized = XML_SAX2_MAGIC;
+    sax.internalSubset = [](void* self, const xmlChar* name, const xmlChar* publicId,
+                            const xmlChar* systemId) {
+        of(self).events_.documentType(viewOf(name), viewOf(publicId), viewOf(systemId));
+    };
     sax.startElementNs = [](void* self, const xmlChar* localName, const xmlChar* prefix,
                             const xmlChar*, int namespaceCount, const xmlChar** namespaces,
                             int attributeCount, int defaulted, const xmlChar** attributes) {

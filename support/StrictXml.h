@@ -50,6 +50,11 @@ class XmlEvents {
 public:
     virtual ~XmlEvents() = default;
 
+    /// The document type declaration, when there is one; comes before the first start tag. An
+    /// identifier that it lacks is empty.
+    virtual void documentType(std::string_view /*name*/, std::string_view /*publicId*/,
+                              std::string_view /*systemId*/) {}
+
     virtual void startElement(const XmlStartTag& tag) = 0;
     virtual void endElement() = 0;
 

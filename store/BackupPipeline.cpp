@@ -1,0 +1,330 @@
+#include "store/BackupPipeline.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <compare>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "platform/FileStamp.h"
+#include "platform/SystemErrors.h"
+#include "store/BackupPolicy.h"
+#include "store/FileComparison.h"
+#include "store/VersionNames.h"
+#include "support/AtomicFile.h"
+#include "support/FolderListing.h"
+#include "support/Unicode.h"
+#include "support/XmlFormatting.h"
+#include "support/ZTException.h"
+
+namespace cutstack {
+
+namespace {
+
+/// A save that is older was not what started the run, so the editor may be in the middle of things.
+constexpr std::int64_t kFreshnessInSeconds = 60;
+
+constexpr std::string_view kProjectType = "FCPF";
+constexpr std::string_view kXmlType = "XML ";
+constexpr std::string_view kXmlCreator = "KeyG";
+
+auto orderOf(const FileTime& time) { return std::pair(time.seconds, time.nanoseconds); }
+
+std::optional<FileStamp> stampOf(const std::string& path) {
+    std::string error;
+    return fileStamp(path, error);
+}
+
+bool isBackupFile(const std::string& name) {
+    const std::string folded = caseFolded(name);
+    return folded.ends_with(".xml") || folded.ends_with(".fcp");
+}
+
+/// The last project or XML copy of a project folder in listing order.
+std::optional<std::string> lastBackupFile(const std::string& folder) {
+    auto names = namesInFolder(folder).value_or(std::vector<std::string>());
+    std::erase_if(names, [](const std::string& name) { return !isBackupFile(name); });
+    return names.empty() ? std::nullopt : std::optional(names.back());
+}
+
+std::string textForKey(const PropertyList& entry, std::string_view key) {
+    const PropertyList* const value = entry.valueForKey(key);
+    const std::string* const text = value == nullptr ? nullptr : value->asString();
+    return text == nullptr ? std::string() : *text;
+}
+
+bool isListed(const std::vector<std::string>& paths, const std::string& path) {
+    return std::find(paths.begin(), paths.end(), path) != paths.end();
+}
+
+} // namespace
+
+/// The newest copy in a project folder.
+struct BackupPipeline::NewestCopy {
+    std::string path;
+    FileStamp stamp;
+};
+
+void BackupPipeline::processProjects() {
+    std::vector<std::string> processed;
+    const auto process = [&] {
+        services_.log.appendLog("Processing projects...");
+        const auto settings = services_.readSettings();
+        const auto list = settings ? watchList(*settings) : std::nullopt;
+        if (!list)
+            return;
+        const auto openProjects = services_.editor.listOfOpenFCPProjects();
+        if (!openProjects || openProjects->empty())
+            return;
+        for (const PropertyList& entry : *list) {
+            if (processEntry(entry, *settings, *openProjects))
+                processed.push_back(
+                    pathInFolder(settings->storagePath, fileNameOf(textForKey(entry, "path"))));
+        }
+        services_.manageBackups();
+        services_.refreshCaches(processed);
+    };
+    guarded("-[AppController processProjects]", process, services_.log);
+}
+
+std::optional<PropertyList::Array> BackupPipeline::watchList(const BackupSettings& settings) {
+    if (settings.filelist.empty())
+        return std::nullopt;
+    if (settings.filelist.front().asString() == nullptr)
+        return settings.filelist;
+    auto converted = services_.convertOldListFormat(settings.filelist);
+    return converted && !converted->empty() ? converted : std::nullopt;
+}
+
+bool BackupPipeline::processEntry(const PropertyList& entry, const BackupSettings& settings,
+                                  const std::vector<std::string>& openProjects) {
+    const std::string listed = textForKey(entry, "path");
+    const std::string project = services_.expandTilde(listed);
+    if (project.empty() || !isListed(openProjects, project))
+        return false;
+    const std::string folder = pathInFolder(settings.storagePath, fileNameOf(project));
+    BackupRequest request{.project = listed, .folder = folder, .number = 1, .sequence = {}};
+    request.sequence = textForKey(entry, "selectedUUID");
+    const auto last = lastBackupFile(folder);
+    if (last) {
+        const std::string path = pathInFolder(folder, *last);
+        const auto stamp = stampOf(path);
+        if (!stamp || !isFreshlySaved(project, {path, *stamp}))
+            return false;
+        request.number = versionNumberOfFile(path) + 1;
+    }
+    backupProject(request);
+    return last.has_value();
+}
+
+bool BackupPipeline::isFreshlySaved(const std::string& project, const NewestCopy& newest) {
+    const auto stamp = stampOf(project);
+    if (!stamp || orderOf(stamp->modified) <= orderOf(newest.stamp.modified))
+        return false;
+    const auto now = services_.clock.now().time_since_epoch();
+    const auto modified = std::chrono::seconds(stamp->modified.seconds) +
+                          std::chrono::nanoseconds(stamp->modified.nanoseconds);
+    if (modified > now - std::chrono::seconds(kFreshnessInSeconds))
+        return true;
+    services_.log.appendLog("Skipping project %@ - saved more than %i seconds ago", project,
+                            static_cast<int>(kFreshnessInSeconds));
+    return false;
+}
+
+void BackupPipeline::autosave() {
+    guarded(
+        "-[AppController autosave]", [this] { autosaveOpenProjects(); }, services_.log);
+}
+
+void BackupPipeline::autosaveOpenProjects() {
+    const auto settings = services_.readSettings();
+    if (!settings || settings->filelist.empty())
+        return;
+    const auto openProjects = services_.editor.listOfOpenFCPProjects();
+    if (!openProjects || openProjects->empty())
+        return;
+    for (const PropertyList& element : settings->filelist) {
+        // Only the old list format has plain paths; the run has never learnt the current one.
+        const std::string* const listed = element.asString();
+        if (listed == nullptr)
+            throw Exception("NSInvalidArgumentException", "the watch list entry is not a path");
+        const std::string project = services_.expandTilde(*listed);
+        if (!isListed(*openProjects, project))
+            continue;
+        services_.log.appendLog("Autosaving %@...", project);
+        services_.editor.saveProject(project);
+    }
+}
+
+void BackupPipeline::takeSnapshot(const std::string& project, const std::string& sequence) {
+    services_.log.appendLog("Taking snapshot for project %@ uuid %@", project, sequence);
+    const auto onMainThread = [this](auto&& show) {
+        if (services_.userInterface != nullptr && services_.snapshotSpinner != nullptr)
+            services_.userInterface->performOnMainThreadAndWait(show);
+    };
+    onMainThread([this] { services_.snapshotSpinner->startProgress(); });
+    const auto snapshot = [&] {
+        const auto settings = services_.readSettings();
+        if (!settings)
+            return;
+        BackupRequest request{.project = project, .folder = {}, .number = 1, .sequence = sequence};
+        request.folder =
+            pathInFolder(settings->storagePath, fileNameOf(services_.expandTilde(project)));
+        request.launchProj = request.force = true;
+        if (const auto last = lastBackupFile(request.folder))
+            request.number = versionNumberOfFile(*last) + 1;
+        backupProject(request);
+    };
+    guarded("-[AppController takeSnapshot:uuid:]", snapshot, services_.log);
+    if (services_.userInterface != nullptr && services_.snapshotSpinner != nullptr)
+        services_.userInterface->performOnMainThread(
+            [spinner = services_.snapshotSpinner] { spinner->endProgress(); });
+}
+
+void BackupPipeline::backupProject(const BackupRequest& request) {
+    const auto backup = [&] {
+        services_.log.appendLog("Backing up project %@ to path %@", request.project,
+                                request.folder);
+        makeFolder(request.folder);
+        const std::string project = services_.expandTilde(request.project);
+        if (isProjectFile(project))
+            makeVersion(request, project);
+    };
+    guarded("-[AppController backupProject:toPath:withNumber:uuid:launchProj:force:]", backup,
+            services_.log);
+}
+
+bool BackupPipeline::isProjectFile(const std::string& project) const {
+    return caseFolded(pathExtension(project)) == "fcp" ||
+           services_.metadata.hfsTypeCode(project) == kProjectType;
+}
+
+void BackupPipeline::makeFolder(const std::string& folder) {
+    if (const int fault = makeFolders(folder); fault != 0)
+        services_.log.appendLog("Error creating directory structure: %@", wordingOf(fault));
+}
+
+void BackupPipeline::makeVersion(const BackupRequest& request, const std::string& project) {
+    const BackupSettings settings = services_.readSettings().value_or(BackupSettings());
+    const auto fault = backupFCPProject(project, request.folder, request.number);
+    if (fault) {
+        const std::string xmlCopy =
+            pathInFolder(request.folder, xmlCopyName(stemOfProject(project), request.number));
+        services_.log.appendLog("Unable to copy project file %@ to %@: %@", project, xmlCopy,
+                                *fault);
+    } else if (settings.removeDuplicates) {
+        removeLastDuplicateForProject(request.folder);
+    }
+    if (wantsXmlCopy(request, project, settings))
+        makeXmlCopy(request, project, settings);
+}
+
+std::optional<std::string> BackupPipeline::backupFCPProject(const std::string& project,
+                                                            const std::string& folder,
+                                                            std::int32_t number) {
+    const auto copy = [&]() -> std::optional<std::string> {
+        services_.log.appendLog("Backing up Final Cut Pro project file %@ to %@...", project,
+                                folder);
+        makeFolder(folder);
+        const std::string target =
+            pathInFolder(folder, projectCopyName(stemOfProject(project), number));
+        if (::access(target.c_str(), F_OK) == 0) {
+            services_.log.appendLog("Skipping FCP project backup - file exists");
+            return std::nullopt;
+        }
+        // The project may be a link: what it leads to is what was saved.
+        const std::string source = services_.expandTilde(project);
+        std::string error;
+        if (services_.copier.copy(endOfLinks(source).value_or(source), target, nullptr, error) ==
+            CopyEnd::copied)
+            return std::nullopt;
+        return error;
+    };
+    return guarded("-[AppController backupFCPProject:toPath:withNumber:]", copy, services_.log)
+        .value_or(std::nullopt);
+}
+
+bool BackupPipeline::wantsXmlCopy(const BackupRequest& request, const std::string& project,
+                                  const BackupSettings& settings) {
+    const XmlCopyPolicy policy = xmlCopyPolicy(settings.xmlLimit);
+    if (!policy.isEnabled)
+        services_.log.appendLog("XML backups disabled - skipping...");
+    if (request.force)
+        return true;
+    XmlCopyCase about{.isSequenceChosen = !request.sequence.empty()};
+    if (policy.sizeLimitInBytes && policy.requiredGap > 0)
+        about.gap = backupGapForProject(project, request.folder, request.number);
+    if (const auto stamp = stampOf(project))
+        about.projectSizeInBytes = stamp->sizeInBytes;
+    const XmlCopyDecision decision = decideXmlCopy(policy, about);
+    if (decision == XmlCopyDecision::skipGap)
+        services_.log.appendLog("Skipping XML backup - backup gap set to %i.", policy.requiredGap);
+    if (decision == XmlCopyDecision::skipSize)
+        services_.log.appendLog("Skipping XML backup - file size limit met.");
+    return decision == XmlCopyDecision::make;
+}
+
+std::optional<SharedBytes> BackupPipeline::exported(const BackupRequest& request,
+                                                    const std::string& project) {
+    if (request.sequence.empty())
+        return services_.editor.getProjectXMLData(project, request.launchProj);
+    return services_.editor.getItemXMLData(request.sequence, project, request.launchProj);
+}
+
+void BackupPipeline::makeXmlCopy(const BackupRequest& request, const std::string& project,
+                                 const BackupSettings& settings) {
+    const auto document = exported(request, project);
+    if (!document || document->isEmpty()) {
+        services_.log.appendLog("Invalid XML data");
+        return;
+    }
+    std::string error;
+    const auto formatted = prettyPrintedXml(std::string(document->view()), error);
+    if (!formatted) {
+        services_.log.appendLog("Error initializing XML document: %@", error);
+        return;
+    }
+    const std::string path =
+        pathInFolder(request.folder, xmlCopyName(stemOfProject(project), request.number));
+    if (!writeFileAtomically(path, *formatted, error)) {
+        services_.log.appendLog("Error writing XML file: %@", error);
+        return;
+    }
+    dateAsItsProject(request, project, path);
+    services_.metadata.setHfsCodes(path, kXmlType, kXmlCreator);
+    if (settings.removeDuplicates)
+        removeLastDuplicateForProject(request.folder);
+}
+
+/// Whether a save came since the last backup is told by the date of the newest file. An export
+/// takes its time, and a save that falls into it must count as later: so the XML copy has the date
+/// of the project copy that it belongs to, not of the moment in which it was finished.
+void BackupPipeline::dateAsItsProject(const BackupRequest& request, const std::string& project,
+                                      const std::string& xmlCopy) {
+    const std::string projectCopy =
+        pathInFolder(request.folder, projectCopyName(stemOfProject(project), request.number));
+    const auto stamp = stampOf(projectCopy);
+    if (!stamp)
+        return;
+    const timespec time{.tv_sec = stamp->modified.seconds,
+                        .tv_nsec = static_cast<long>(stamp->modified.nanoseconds)};
+    const timespec times[] = {time, time};
+    if (::utimensat(AT_FDCWD, xmlCopy.c_str(), times, 0) != 0)
+        services_.log.appendLog("Unable to date %@: %@", xmlCopy, wordingOf(errno));
+}
+
+bool BackupPipeline::removeLastDuplicateForProject(const std::string& folder) {
+    const auto names = namesInFolder(folder).value_or(std::vector<std::string>());
+    if (names.size() < 2)
+        return false;
+    const std::string last = pathInFolder(folder, names.back());
+    if (!haveEqualContents(last, pathInFolder(folder, names[names.size() - 2])))
+        return false;
+    services_.log.console().log("Attempting to remove duplicate file " + last + "...");
+    services_.removal.forgetRecords(folder, {names.back()});
+    return ::unlink(last.c_str()) == 0;
+}
+
+} // namespace cutstack
