@@ -21,7 +21,7 @@ std::string ZTFileManager::uniqueFilename(const std::string& path) {
     const std::string extension(std::string_view(taken).substr(stem.size()));
     std::string candidate;
     for (int number = kFirstNumber; candidate.empty() || somethingIsAt(candidate); ++number)
-        candidate = stem + formatString(" %i", {number}) + extension;
+        candidate = formatString("%@ %i%@", {stem, number, extension});
     return candidate;
 }
 

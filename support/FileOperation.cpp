@@ -12,7 +12,7 @@ namespace cutstack {
 
 std::shared_ptr<FileOperation> FileOperation::start(FileOperationContext context,
                                                     const FileServices& at, std::string& error) {
-    const std::shared_ptr<FileOperation> operation(new FileOperation(at));
+    std::shared_ptr<FileOperation> operation(new FileOperation(at));
     try {
         std::thread([operation, info = FileOperationInfo{std::move(context),
                                                          FileOperationStage::preparing,

@@ -53,7 +53,7 @@ std::vector<std::string> pathComponents(std::string_view path) {
 /// `component` in `folder`, with one slash between them.
 std::string appendingPathComponent(const std::string& folder, std::string_view component) {
     const std::size_t begin = component.find_first_not_of('/');
-    const std::string whole = withoutSlashAtEnd(folder);
+    std::string whole = withoutSlashAtEnd(folder);
     if (begin == std::string_view::npos)
         return whole;
     component.remove_prefix(begin);

@@ -249,21 +249,6 @@ TEST_F(ZTFileManagerTest, CopiesTheContentsOfAFolder) {
     EXPECT_FALSE(exists(path("to")));
 }
 
-TEST_F(ZTFileManagerTest, QueriesFollowLinks) {
-    const std::string plain = file("folder/plain");
-    packages.insert(path("folder"));
-    fs::create_symlink(plain, path("link"));
-    fs::create_directory_symlink(path("folder"), path("folderlink"));
-    fs::create_symlink("loop", path("loop"));
-    EXPECT_TRUE(ZTFileManager::fileExistsAtPath(path("link")));
-    EXPECT_FALSE(ZTFileManager::fileExistsAtPath(path("loop")));
-    EXPECT_TRUE(ZTFileManager::isSymbolicLinkAtPath(path("loop")));
-    EXPECT_FALSE(ZTFileManager::isSymbolicLinkAtPath(plain));
-    EXPECT_TRUE(ZTFileManager::isDirectoryAtPath(path("folderlink")));
-    EXPECT_FALSE(ZTFileManager::isDirectoryAtPath(plain));
-    EXPECT_TRUE(ZTFileManager::isPackageAtPath(path("folder"), at));
-}
-
 TEST_F(ZTFileManagerTest, SizeIsThatOfTheFilesBelow) {
     writeContent(path("folder/a"), std::string(1000, 'a'));
     writeContent(path("folder/sub/b"), std::string(24, 'b'));
