@@ -4,6 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "support/PlainFiles.h"
+#include "tests/Subprocess.h"
 #include "tests/support/FileManagerFixture.h"
 
 namespace cutstack {
@@ -133,6 +135,35 @@ TEST_F(ZTFileManagerTest, MovesToAnotherFileSystemByAWholeCopy) {
     EXPECT_EQ(contentOf(path("moved/sub/two")), "source/sub/two");
     EXPECT_FALSE(exists(path("source")));
     EXPECT_EQ(logged(), Lines{"Error moving file: No space left on device. Authorizing..."});
+}
+
+/// Copies, and takes from everybody the right to change the source's folder "locked".
+struct LockingCopier final : FileCopier {
+    FakeCopier copier;
+
+    CopyEnd copy(const std::string& source, const std::string& destination,
+                 const Observer& observer, std::string& error) const override {
+        const CopyEnd end = copier.copy(source, destination, observer, error);
+        std::error_code belongsToRoot; // then nobody else has the right anyway
+        fs::permissions(source + "/locked", fs::perms(0555), belongsToRoot);
+        return end;
+    }
+};
+
+TEST_F(ZTFileManagerTest, ASourceThatCannotGoKeepsItsCopy) {
+    mover.fault = EXDEV;
+    file("source/locked/one");
+    fs::permissions(folder.path(), fs::perms(0777));
+    fs::permissions(files, fs::perms(0777));
+    const LockingCopier locking;
+    EXPECT_TRUE(asOrdinaryUser([&] {
+        std::string error;
+        return moveItem(path("source"), path("moved"), mover, locking, error) == MoveEnd::copied &&
+               error == "Permission denied";
+    }));
+    EXPECT_EQ(contentOf(path("moved/locked/one")), "source/locked/one");
+    EXPECT_TRUE(exists(path("source/locked/one")));
+    fs::permissions(path("source/locked"), fs::perms(0777));
 }
 
 TEST_F(ZTFileManagerTest, NothingIsCopiedIntoItself) {
