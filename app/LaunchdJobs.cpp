@@ -94,7 +94,7 @@ void LaunchdJobs::storeSettings() {
 // --- The job that backs up
 
 bool LaunchdJobs::isBackupJobWanted() const {
-    if (!hasGUI())
+    if (!services_.hasRows)
         return isBackupWantedByFile(services_.launchd.locations);
     const auto autoBackup = services_.settings.objectForKey(settings::autoBackup);
     return !services_.watchedPaths().empty() && isBackupOn(autoBackup ? &*autoBackup : nullptr);

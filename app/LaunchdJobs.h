@@ -23,9 +23,10 @@ namespace cutstack {
 struct LaunchdJobsServices {
     UserDefaults& settings;
     LogWriter& log;
-    const LaunchdServices& launchd; ///< which also knows whether there is a window
-    /// The paths of the rows of the watch list, absolute, each once. A run without a window has no
-    /// rows.
+    const LaunchdServices& launchd;
+    /// Whether the watch list has been read into rows, as for a window. Other runs never have any.
+    bool hasRows = false;
+    /// The paths of the rows of the watch list, absolute, each once.
     std::function<std::vector<std::string>()> watchedPaths;
     /// The editor's major version.
     std::function<int()> editorMajorVersion;
@@ -65,7 +66,6 @@ public:
     bool toggleAutoBackup();
 
 private:
-    [[nodiscard]] bool hasGUI() const { return services_.launchd.userInterface != nullptr; }
     [[nodiscard]] bool isBackupJobWanted() const;
     [[nodiscard]] bool isAutosaveJobWanted(bool isEditorTooOld) const;
     [[nodiscard]] bool isEditorTooOld();
