@@ -61,8 +61,19 @@ protected:
     int editor_ = 7;
     std::optional<std::string> executable_ = kExecutable;
     UserDefaults defaults_{preferencesPath()};
-    LaunchdJobs jobs_{{defaults_, log_, launchd_, [this] { return watched_; },
-                       [this] { return editor_; }, [this] { return executable_; }}};
+    LaunchdJobs jobs_{services(true)};
+    LaunchdJobs withoutRows_{services(false)};
+
+private:
+    LaunchdJobsServices services(bool hasRows) {
+        return {defaults_,
+                log_,
+                launchd_,
+                hasRows,
+                [this] { return watched_; },
+                [this] { return editor_; },
+                [this] { return executable_; }};
+    }
 };
 
 TEST_F(LaunchdJobsTest, WriteTheBackupJobForTheFilesThatAreThere) {
@@ -124,14 +135,12 @@ TEST_F(LaunchdJobsTest, BackUpUnlessThatIsTurnedOff) {
         SCOPED_TRACE(autoBackup ? autoBackup->value().index() : 99);
         set(settings::autoBackup, autoBackup);
         ASSERT_EQ(defaults_.synchronize().error, "");
-        launchd_.userInterface = &interface_;
         for (const Lines& paths : {watched, Lines()}) {
             watched_ = paths;
             jobs_.generateLaunchdPlist();
             EXPECT_EQ(isThere(kBackup), isOn && !paths.empty());
         }
-        launchd_.userInterface = nullptr; // then the file tells what is watched
-        jobs_.generateLaunchdPlist();
+        withoutRows_.generateLaunchdPlist(); // then the file tells what is watched
         EXPECT_EQ(isThere(kBackup), isOn);
     }
 }
@@ -140,10 +149,9 @@ TEST_F(LaunchdJobsTest, WatchNothingAndNeverSaveWithoutAWindow) {
     set(settings::filelist, PropertyList::Array{"/x.fcp"});
     set(settings::autosaveEnabled, 1);
     ASSERT_EQ(defaults_.synchronize().error, "");
-    launchd_.userInterface = nullptr;
     watched_.clear();
     writeContent(agent(kAutosave), "list");
-    jobs_.generateLaunchdPlist();
+    withoutRows_.generateLaunchdPlist();
     EXPECT_EQ(*listIn(contentOf(agent(kBackup))).valueForKey("WatchPaths"),
               PropertyList(PropertyList::Array{}));
     EXPECT_FALSE(isThere(kAutosave));
@@ -152,7 +160,7 @@ TEST_F(LaunchdJobsTest, WatchNothingAndNeverSaveWithoutAWindow) {
           "<plist><dict><key>filelist</key><string>/x.fcp</string></dict></plist>"}) {
         writeContent(agent(kBackup), "list");
         writeContent(preferencesPath(), preferences);
-        jobs_.generateLaunchdPlist();
+        withoutRows_.generateLaunchdPlist();
         EXPECT_FALSE(isThere(kBackup)) << preferences;
     }
 }
