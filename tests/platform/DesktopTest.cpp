@@ -74,6 +74,20 @@ TEST(DesktopTest, AnEditorIsStartedFromItsExecutableAndWaitedFor) {
     EXPECT_EQ(answerTo(fourCharCode("quit")), "open=list[utf8(argument /a b.fcp) ] ");
 }
 
+TEST(DesktopTest, AnEditorThatIsStartingIsNotStartedAgain) {
+    const PrivateBus bus;
+    std::string error;
+    for (const char* path : {"/a.fcp", "/b.fcp"})
+        ASSERT_TRUE(
+            desktop().open(path, kEditor, CUTSTACK_EDITOR, LaunchOptions::launchDefault, error));
+    // Opening is not waited for; the editor is asked until it has come to that.
+    std::string opened;
+    for (int i = 0; i < 10'000 && opened.find("/b.fcp") == std::string::npos; ++i)
+        opened = answerTo(fourCharCode("none"));
+    EXPECT_EQ(answerTo(fourCharCode("quit")),
+              "open=list[utf8(argument /a.fcp) utf8(front /b.fcp) ] ");
+}
+
 TEST(DesktopTest, AnEditorThatCannotComeIsNotWaitedFor) {
     const PrivateBus bus;
     std::string error;
