@@ -30,7 +30,7 @@ std::string answerTo(FourCharCode eventID) {
 
 /// A program that does what its lines say.
 std::string script(const TemporaryFolder& folder, const std::string& lines) {
-    const std::string path = folder / "program";
+    std::string path = folder / "program";
     writeContent(path, "#!/bin/sh\n" + lines);
     chmod(path.c_str(), 0755);
     return path;
@@ -138,7 +138,8 @@ TEST(DesktopTest, FilesAreOpenedWithWhatTheDesktopPrefers) {
     const std::string fifo = folder / "said";
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     std::filesystem::rename(script(folder, "echo \"$1\" >'" + fifo + "'\n"), folder / "xdg-open");
-    const std::string path = std::getenv("PATH");
+    const char* const searched = std::getenv("PATH");
+    const std::string path = searched == nullptr ? "/usr/bin:/bin" : searched;
     setenv("PATH", (folder.path().string() + ":" + path).c_str(), 1);
     std::string error;
     EXPECT_TRUE(desktop().openWithPreferred(folder.path().string(), error)) << error;
