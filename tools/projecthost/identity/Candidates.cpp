@@ -58,9 +58,9 @@ private:
         return known < shifts_.size() ? shifts_[known] : 0;
     }
     [[nodiscard]] Cost costOf(ItemIndex known, ItemIndex i) const;
-    [[nodiscard]] bool agrees(ItemIndex known, ItemIndex i, bool isOnlyPair) const;
+    [[nodiscard]] bool agrees(ItemIndex known, ItemIndex i) const;
     void addPairs(std::vector<std::pair<Frames, ItemIndex>>& byTime,
-                  const std::vector<ItemIndex>& items, bool isOnlyPair);
+                  const std::vector<ItemIndex>& items);
     void joinPairs();
 
     Assignment& assignment_;
@@ -109,15 +109,15 @@ Cost Joining::costOf(ItemIndex known, ItemIndex i) const {
     return cost;
 }
 
-bool Joining::agrees(ItemIndex known, ItemIndex i, bool isOnlyPair) const {
-    if (agreement_ == Agreement::sharedUuid)
-        return isOnlyPair || sharesMedium(knownItem(known).medium, item(i).medium);
-    return agreement_ == Agreement::equalRanges || overlap(knownItem(known).range, item(i).range);
+bool Joining::agrees(ItemIndex known, ItemIndex i) const {
+    if (agreement_ == Agreement::medium)
+        return sharesMedium(knownItem(known).medium, item(i).medium);
+    return agreement_ == Agreement::none || overlap(knownItem(known).range, item(i).range);
 }
 
 /// The pairs of each item with those known ones that stand nearest in `byTime`.
 void Joining::addPairs(std::vector<std::pair<Frames, ItemIndex>>& byTime,
-                       const std::vector<ItemIndex>& items, bool isOnlyPair) {
+                       const std::vector<ItemIndex>& items) {
     std::ranges::sort(byTime);
     for (const ItemIndex i : items) {
         if (assignment_.knownOf(i) != kNoItem)
@@ -128,7 +128,7 @@ void Joining::addPairs(std::vector<std::pair<Frames, ItemIndex>>& byTime,
         const std::size_t first = at > kNeighbours ? at - kNeighbours : 0;
         const std::size_t last = std::min(at + kNeighbours, byTime.size());
         for (std::size_t k = first; k < last; ++k)
-            if (agrees(byTime[k].second, i, isOnlyPair))
+            if (agrees(byTime[k].second, i))
                 pairs_.push_back({costOf(byTime[k].second, i), byTime[k].second, i});
     }
 }
@@ -145,7 +145,6 @@ void Joining::joinPairs() {
 /// something makes the group smaller.
 void Joining::joinGroup(const CandidateGroup& group) {
     constexpr int kMostRounds = 8;
-    const bool isOnlyPair = group.known.size() == 1 && group.items.size() == 1;
     for (int round = 0; round < kMostRounds; ++round) {
         std::vector<std::pair<Frames, ItemIndex>> byStart;
         std::vector<std::pair<Frames, ItemIndex>> byShiftedStart;
@@ -157,8 +156,8 @@ void Joining::joinGroup(const CandidateGroup& group) {
             if (shiftOf(known) != 0)
                 byShiftedStart.emplace_back(start + shiftOf(known), known);
         }
-        addPairs(byStart, group.items, isOnlyPair);
-        addPairs(byShiftedStart, group.items, isOnlyPair);
+        addPairs(byStart, group.items);
+        addPairs(byShiftedStart, group.items);
         if (pairs_.empty())
             return;
         joinPairs();

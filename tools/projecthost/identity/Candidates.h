@@ -17,8 +17,8 @@ struct CandidateGroup {
 
 /// What two of a group have to agree in besides.
 enum class Agreement : std::uint8_t {
-    sharedUuid, ///< in the medium, where several share the UUID
-    equalRanges,
+    none,
+    medium, ///< by any sign
     overlappingRanges
 };
 

@@ -3,10 +3,12 @@
 #include "tools/projecthost/identity/Assignment.h"
 #include "tools/projecthost/identity/Candidates.h"
 
+#include <algorithm>
 #include <array>
 #include <functional>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 
 namespace cutstack::projecthost {
 
@@ -51,6 +53,7 @@ private:
     using Keys = std::function<std::vector<std::string>(const Item&)>;
 
     void join(ItemKind kind, Where where, Era era, const Keys& keys, Agreement agreement);
+    void findRepeatedUuids();
     void byUuid(ItemKind kind, Where where, Era era);
     void byMedium(ItemKind kind, Where where, Era era);
     void byPlace(ItemKind kind);
@@ -61,6 +64,7 @@ private:
                      std::vector<CandidateGroup>& groups) const;
 
     Assignment assignment_;
+    std::unordered_set<std::string> repeatedUuids_;
 };
 
 template <typename KeyOf>
@@ -103,15 +107,36 @@ void Matching::join(ItemKind kind, Where where, Era era, const Keys& keys, Agree
     joinNearest(assignment_, era, groups, agreement);
 }
 
-/// The newest UUIDs first: parts of a clip that was cut share the older ones.
+/// Parts of a clip that was cut share the older UUIDs of its history, and some writers give
+/// everything one UUID. Such a UUID says something only together with the medium.
+void Matching::findRepeatedUuids() {
+    std::unordered_set<std::string> known;
+    for (const KnownItem& item : assignment_.known())
+        if (item.retiredAt == 0)
+            for (const std::string& uuid : item.item.history)
+                if (!known.insert(uuid).second)
+                    repeatedUuids_.insert(uuid);
+    std::unordered_set<std::string> now;
+    for (const Item& item : assignment_.items())
+        for (const std::string& uuid : item.history)
+            if (!now.insert(uuid).second)
+                repeatedUuids_.insert(uuid);
+}
+
+/// The newest UUIDs first.
 void Matching::byUuid(ItemKind kind, Where where, Era era) {
-    const Keys newest = [](const Item& item) {
-        using List = std::vector<std::string>;
-        return item.history.empty() ? List() : List{item.history.front()};
-    };
-    const Keys all = [](const Item& item) { return item.history; };
-    join(kind, where, era, newest, Agreement::sharedUuid);
-    join(kind, where, era, all, Agreement::sharedUuid);
+    for (const bool onlyNewest : {true, false})
+        for (const bool repeated : {false, true}) {
+            const Keys keys = [&](const Item& item) {
+                std::vector<std::string> uuids;
+                const std::size_t count = onlyNewest ? 1 : item.history.size();
+                for (std::size_t i = 0; i < std::min(count, item.history.size()); ++i)
+                    if (repeatedUuids_.contains(item.history[i]) == repeated)
+                        uuids.push_back(item.history[i]);
+                return uuids;
+            };
+            join(kind, where, era, keys, repeated ? Agreement::medium : Agreement::none);
+        }
 }
 
 void Matching::byMedium(ItemKind kind, Where where, Era era) {
@@ -132,7 +157,7 @@ void Matching::byMedium(ItemKind kind, Where where, Era era) {
                 return std::vector{std::move(key)};
             };
             join(kind, where, era, keys,
-                 ranges == Ranges::equal ? Agreement::equalRanges : Agreement::overlappingRanges);
+                 ranges == Ranges::equal ? Agreement::none : Agreement::overlappingRanges);
         }
 }
 
@@ -148,7 +173,7 @@ void Matching::byPlace(ItemKind kind) {
         append(key, item.start);
         return std::vector{std::move(key)};
     };
-    join(kind, Where::sameContainer, Era::current, keys, Agreement::equalRanges);
+    join(kind, Where::sameContainer, Era::current, keys, Agreement::none);
 }
 
 void Matching::matchKind(ItemKind kind, Era era) {
@@ -165,6 +190,7 @@ std::vector<ItemIndex> Matching::run() {
     using enum ItemKind;
     constexpr std::array kKinds = {clip,           multiclip, clipitem,  generatoritem,
                                    transitionitem, file,      masterclip};
+    findRepeatedUuids();
     for (const Era era : {Era::current, Era::retired})
         matchContainers(assignment_, era);
     for (const ItemKind kind : kKinds)
