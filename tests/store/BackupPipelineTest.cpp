@@ -72,6 +72,7 @@ protected:
         settings_.storagePath = folder_ / "Versions";
         settings_.removeDuplicates = false;
         editor_.document = "<xmeml/>";
+        log_.createNewLog(std::nullopt);
     }
 
     /// A watched project that the editor has open, saved so many seconds ago.
