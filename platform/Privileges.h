@@ -14,6 +14,10 @@ class Privileges {
 public:
     virtual ~Privileges() = default;
 
+    /// Whether the rights could be had at all, with the agreement of those who are asked: 0, or an
+    /// error number of the system with the reason in `error`.
+    [[nodiscard]] virtual int faultOfMeans(std::string& error) = 0;
+
     /// Whether the rights are there now.
     [[nodiscard]] virtual bool areObtained() = 0;
 
@@ -22,7 +26,10 @@ public:
     [[nodiscard]] virtual bool obtain(std::string& error) = 0;
 
     /// Asks for the rights of an administrator by name and password, without any question to a
-    /// person. The password reaches neither a command line, nor the environment, nor a file.
+    /// person, also when they are there. On failure those that were there stay, and the reason is
+    /// in `error`. The password reaches neither a command line, nor the environment, nor a file. A
+    /// system may take only the user of this process for `user`, and not look at the password of
+    /// one that it gives the rights without any.
     [[nodiscard]] virtual bool obtainAs(const std::string& user, const std::string& password,
                                         std::string& error) = 0;
 
