@@ -1,5 +1,6 @@
 // Connects the entry point to the real system.
 
+#include "app/BackgroundRuns.h"
 #include "app/EntryPoint.h"
 #include "app/WindowModule.h"
 #include "platform/ProcessPreparation.h"
@@ -15,7 +16,7 @@ int main(int argc, char** argv) {
                 return AppController::initWithoutGUI(log, Locations::ofProcess(),
                                                      Bundle::mainBundle());
             },
-        .operations = {},
+        .operations = backgroundRuns(log, Locations::ofProcess(), Bundle::mainBundle()),
         .runApplication =
             [](int count, char** arguments) {
                 return runWindowModule(Bundle::mainBundle(), moduleLoader(), systemLog(), count,

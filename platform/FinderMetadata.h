@@ -21,7 +21,8 @@ public:
     [[nodiscard]] virtual std::string hfsCreatorCode(const std::string& path) const = 0;
 
     /// Notes type and creator, four letters each; everything else that is noted stays. Returns
-    /// false, with nothing changed, for other lengths and where the file system refuses.
+    /// false, with nothing changed, for other lengths and where the file system refuses, or keeps
+    /// something else under the name.
     virtual bool setHfsCodes(const std::string& path, std::string_view type,
                              std::string_view creator) const = 0;
 

@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <sstream>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -54,9 +55,11 @@ std::string firstLine(int pipe) {
 
 PrivateBus::PrivateBus(const std::map<std::string, std::string>& activatable) {
     const std::string folder = folder_.path().string();
-    for (const auto& [name, program] : activatable)
-        writeContent(folder + "/services/" + name + ".service",
-                     "[D-BUS Service]\nName=" + name + "\nExec=" + program + "\n");
+    for (const auto& [name, program] : activatable) {
+        std::ostringstream service;
+        service << "[D-BUS Service]\nName=" << name << "\nExec=" << program << '\n';
+        writeContent(folder_ / ("services/" + name + ".service"), service.str());
+    }
     std::filesystem::permissions(folder_.path(), std::filesystem::perms(0755));
     writeContent(folder + "/bus.conf", configuration(folder));
     int ends[2] = {-1, -1};

@@ -12,6 +12,7 @@
 #include <string>
 
 #include "platform/linux/Descriptor.h"
+#include "platform/linux/SessionBus.h"
 
 namespace cutstack {
 
@@ -53,6 +54,12 @@ private:
     mutable std::mutex guard_;
     std::map<std::string, Entry> entries_;
 };
+
+/// Waits until somebody has the name `identifier` on the bus; nothing when the launch was over
+/// before, when the deadline has passed, or when the session ended.
+[[nodiscard]] std::optional<NameOwner> awaitOwner(sd_bus* bus, const std::string& identifier,
+                                                  const Launch& launch,
+                                                  std::chrono::steady_clock::time_point deadline);
 
 /// Those of this process. Lives as long as the process.
 [[nodiscard]] LaunchedApplications& launchedApplications();

@@ -77,17 +77,6 @@ BusMessage newCall(sd_bus* bus, const std::string& destination, const std::strin
     return BusMessage(call);
 }
 
-bool sendWithoutReply(sd_bus* bus, sd_bus_message* call, std::string& error) {
-    int result = sd_bus_message_set_expect_reply(call, 0);
-    if (result >= 0)
-        result = sd_bus_send(bus, call, nullptr);
-    if (result >= 0)
-        result = sd_bus_flush(bus);
-    if (result < 0)
-        error = wordingOf(-result);
-    return result >= 0;
-}
-
 int appendStrings(sd_bus_message* message, const std::vector<std::string>& texts) {
     int result = sd_bus_message_open_container(message, 'a', "s");
     for (const std::string& text : texts) {

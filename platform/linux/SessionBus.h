@@ -62,10 +62,6 @@ struct NameOwner {
                                  const std::string& path, const char* interface, const char* method,
                                  std::string& error);
 
-/// Sends `call` and does not wait for an answer, nor have one made. Returns when it is on its way;
-/// on failure false, with the reason in `error`.
-[[nodiscard]] bool sendWithoutReply(sd_bus* bus, sd_bus_message* call, std::string& error);
-
 /// Appends an array of strings.
 [[nodiscard]] int appendStrings(sd_bus_message* message, const std::vector<std::string>& texts);
 

@@ -1,6 +1,7 @@
 #include "platform/Desktop.h"
 
 #include <cerrno>
+#include <chrono>
 #include <memory>
 #include <sys/stat.h>
 #include <system_error>
@@ -9,10 +10,12 @@
 #include <utility>
 
 #include "platform/SystemErrors.h"
+#include "platform/SystemLog.h"
 #include "platform/linux/DetachedProgram.h"
 #include "platform/linux/FileUri.h"
 #include "platform/linux/FreedesktopApplication.h"
 #include "platform/linux/LaunchedApplications.h"
+#include "platform/linux/PendingCall.h"
 #include "platform/linux/SessionBus.h"
 
 namespace cutstack {
@@ -52,47 +55,6 @@ BusMessage openCall(sd_bus* bus, const std::string& destination, const std::stri
     return nullptr;
 }
 
-int noteAnswer(sd_bus_message* /*message*/, void* hasAnswer, sd_bus_error* /*error*/) {
-    *static_cast<bool*>(hasAnswer) = true;
-    return 1;
-}
-
-/// An Open that the bus is starting an application for. The connection lives until the answer,
-/// which tells that the start is over, whether or not it succeeded.
-class Activation {
-public:
-    Activation(Bus bus, std::shared_ptr<const Launch> launch)
-        : bus_(std::move(bus)), launch_(std::move(launch)) {}
-
-    [[nodiscard]] bool begin(sd_bus_message* call, std::string& error) {
-        constexpr auto time =
-            std::chrono::duration_cast<std::chrono::microseconds>(LaunchedApplications::kStartTime);
-        int result = sd_bus_call_async(bus_.get(), nullptr, call, noteAnswer, &hasAnswer_,
-                                       static_cast<std::uint64_t>(time.count()));
-        if (result >= 0)
-            result = sd_bus_flush(bus_.get());
-        if (result < 0)
-            error = wordingOf(-result);
-        return result >= 0;
-    }
-
-    void awaitAnswer() {
-        while (!hasAnswer_) {
-            int result = sd_bus_process(bus_.get(), nullptr);
-            if (result == 0)
-                result = sd_bus_wait(bus_.get(), UINT64_MAX);
-            if (result < 0 && result != -EINTR)
-                break;
-        }
-        launch_->end();
-    }
-
-private:
-    Bus bus_;
-    std::shared_ptr<const Launch> launch_;
-    bool hasAnswer_ = false;
-};
-
 class SessionDesktop final : public Desktop {
 public:
     bool isRunning(const std::string& identifier) override {
@@ -109,9 +71,12 @@ public:
         if (bus == nullptr)
             return false;
         if (const auto owner = ownerOf(bus.get(), identifier))
-            return openInRunning(bus.get(), *owner, identifier, path, options, error);
+            return openInRunning(std::move(bus), *owner, identifier, path, options, error);
         if (isActivatable(bus.get(), identifier))
             return activate(std::move(bus), identifier, path, options, error);
+        if (auto launch = launchedApplications().underWay(identifier))
+            return openWhenStarted(std::move(bus), std::move(launch), identifier, path, options,
+                                   error);
         if (!executable.empty())
             return start(executable, identifier, path, error);
         error = "Nothing is known by which " + identifier + " could be started";
@@ -126,14 +91,14 @@ public:
     bool reveal(const std::string& path, std::string& error) override {
         if (!isThere(path, error))
             return false;
-        const Bus bus = openSessionBus(error);
+        Bus bus = openSessionBus(error);
         if (bus == nullptr)
             return false;
         if (!ownerOf(bus.get(), kFileManager) && !isActivatable(bus.get(), kFileManager)) {
             error = "There is no file manager in this session";
             return false;
         }
-        const BusMessage call =
+        BusMessage call =
             newCall(bus.get(), kFileManager, kFileManagerPath, kFileManager, "ShowItems", error);
         if (call == nullptr)
             return false;
@@ -142,20 +107,22 @@ public:
             result = sd_bus_message_append_basic(call.get(), 's', "");
         if (result < 0)
             error = wordingOf(-result);
-        return result >= 0 && sendWithoutReply(bus.get(), call.get(), error);
+        return result >= 0 && beginCall(
+                                  std::move(bus), std::move(call), [] {}, error);
     }
 
     int becomeForegroundApplication() override { return 0; } // every program may have windows
 
 private:
-    static bool openInRunning(sd_bus* bus, const NameOwner& owner, const std::string& identifier,
+    static bool openInRunning(Bus bus, const NameOwner& owner, const std::string& identifier,
                               const std::string& path, LaunchOptions options, std::string& error) {
         if (owner.userId != ::geteuid()) {
             error = identifier + " is another user's";
             return false;
         }
-        const BusMessage call = openCall(bus, owner.uniqueName, identifier, path, options, error);
-        return call != nullptr && sendWithoutReply(bus, call.get(), error);
+        BusMessage call = openCall(bus.get(), owner.uniqueName, identifier, path, options, error);
+        return call != nullptr && beginCall(
+                                      std::move(bus), std::move(call), [] {}, error);
     }
 
     static bool activate(Bus bus, const std::string& identifier, const std::string& path,
@@ -164,15 +131,31 @@ private:
         if (call == nullptr)
             return false;
         const auto launch = std::make_shared<const Launch>();
-        const auto activation = std::make_shared<Activation>(std::move(bus), launch);
-        if (!activation->begin(call.get(), error))
+        if (!beginCall(
+                std::move(bus), std::move(call), [launch] { launch->end(); }, error))
             return false;
-        call.reset(); // it counts as a user of the connection, which now moves to a thread
         launchedApplications().remember(identifier, launch);
+        return true;
+    }
+
+    /// A second process of an application that is only just starting would find its name taken.
+    static bool openWhenStarted(Bus bus, std::shared_ptr<const Launch> launch,
+                                const std::string& identifier, const std::string& path,
+                                LaunchOptions options, std::string& error) {
         try {
-            std::thread([activation] { activation->awaitAnswer(); }).detach();
-        } catch (const std::system_error&) {
-            // Out of threads: the application starts all the same; only a failure goes unnoticed.
+            std::thread([bus = std::move(bus), launch = std::move(launch), identifier, path,
+                         options]() mutable {
+                const auto deadline =
+                    std::chrono::steady_clock::now() + LaunchedApplications::kStartTime;
+                std::string reason = "it did not start";
+                const auto owner = awaitOwner(bus.get(), identifier, *launch, deadline);
+                if (!owner ||
+                    !openInRunning(std::move(bus), *owner, identifier, path, options, reason))
+                    systemLog().log(identifier + " could not open " + path + ": " + reason);
+            }).detach();
+        } catch (const std::system_error& fault) {
+            error = wordingOf(fault.code().value());
+            return false;
         }
         return true;
     }

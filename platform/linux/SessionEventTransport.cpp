@@ -2,13 +2,13 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <poll.h>
 #include <unistd.h>
 #include <utility>
 
 #include "platform/SystemLog.h"
 #include "platform/linux/EventMessage.h"
 #include "platform/linux/LaunchedApplications.h"
+#include "platform/linux/PendingCall.h"
 #include "platform/linux/SessionBus.h"
 
 namespace cutstack {
@@ -21,26 +21,6 @@ std::uint64_t microsecondsUntil(SteadyClock::time_point deadline) {
     const auto left =
         std::chrono::duration_cast<std::chrono::microseconds>(deadline - SteadyClock::now());
     return left.count() > 0 ? static_cast<std::uint64_t>(left.count()) : 0;
-}
-
-/// Handles whatever has come from the bus; false when there was nothing.
-bool drain(sd_bus* bus) {
-    bool hasCome = false;
-    while (sd_bus_process(bus, nullptr) > 0)
-        hasCome = true;
-    return hasCome;
-}
-
-int ignoreSignal(sd_bus_message* /*message*/, void* /*context*/, sd_bus_error* /*error*/) {
-    return 0;
-}
-
-/// Waits until something comes from the bus, the launch is over, or the deadline has passed.
-void awaitChange(sd_bus* bus, const Launch& launch, SteadyClock::time_point deadline) {
-    pollfd watched[] = {{sd_bus_get_fd(bus), POLLIN, 0}, {launch.descriptor(), POLLIN, 0}};
-    const auto milliseconds =
-        std::min<std::uint64_t>(microsecondsUntil(deadline) / 1000 + 1, 60'000);
-    ::poll(watched, 2, static_cast<int>(milliseconds));
 }
 
 /// One event on its way to one application, over a connection of its own.
@@ -57,15 +37,16 @@ public:
         const EventStatus found = findReceiver();
         if (found != EventStatus::noError)
             return found;
-        const BusMessage call =
+        BusMessage call =
             newCall(bus_.get(), receiver_, kEventPath, kEventInterface, kEventMethod, error);
         if (call == nullptr || sd_bus_message_set_auto_start(call.get(), 0) < 0)
             return EventStatus::failed;
         if (!appendEvent(call.get(), event, error))
             return refused(EventStatus::wrongData, "cannot be sent this event", error);
         if (mode == SendMode::noReply)
-            return sendWithoutReply(bus_.get(), call.get(), error) ? EventStatus::noError
-                                                                   : EventStatus::connectionInvalid;
+            return sendWithoutReply(std::move(bus_), std::move(call), error)
+                       ? EventStatus::noError
+                       : EventStatus::connectionInvalid;
         return exchange(call.get(), reply);
     }
 
@@ -76,7 +57,7 @@ private:
         auto owner = ownerOf(bus_.get(), identifier_);
         const auto launch = owner ? nullptr : launchedApplications().underWay(identifier_);
         if (launch != nullptr)
-            owner = awaitOwner(*launch);
+            owner = awaitOwner(bus_.get(), identifier_, *launch, deadline_);
         if (!owner)
             return launch != nullptr && !launch->isOver() ? EventStatus::timeout
                                                           : EventStatus::applicationNotFound;
@@ -85,24 +66,6 @@ private:
             return refused(EventStatus::applicationNotFound, "is another user's", "");
         receiver_ = owner->uniqueName;
         return EventStatus::noError;
-    }
-
-    std::optional<NameOwner> awaitOwner(const Launch& launch) {
-        const std::string match = "type='signal',sender='org.freedesktop.DBus',"
-                                  "member='NameOwnerChanged',arg0='" +
-                                  identifier_ + "'";
-        if (sd_bus_add_match(bus_.get(), nullptr, match.c_str(), ignoreSignal, nullptr) < 0)
-            return std::nullopt;
-        for (;;) {
-            const bool isLast = launch.isOver() || SteadyClock::now() >= deadline_ ||
-                                sd_bus_is_open(bus_.get()) <= 0;
-            auto owner = ownerOf(bus_.get(), identifier_);
-            if (owner || isLast)
-                return owner;
-            // The news may have come with the answer to the question above.
-            if (!drain(bus_.get()))
-                awaitChange(bus_.get(), launch, deadline_);
-        }
     }
 
     EventStatus exchange(sd_bus_message* call, std::vector<EventField>& reply) {

@@ -1,10 +1,10 @@
 #include "platform/linux/TrashFolder.h"
 
+#include "platform/linux/FreeName.h"
 #include "platform/linux/TrashInfo.h"
 
 #include <algorithm>
 #include <climits>
-#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <string_view>
@@ -66,24 +66,6 @@ private:
     const Descriptor file_;
     bool isKept_ = false;
 };
-
-/// Renames unless something has the new name already, which is EEXIST.
-bool renameToFreeName(const Descriptor& from, const std::string& name, const Descriptor& into,
-                      const std::string& newName) {
-    if (::renameat2(from.number(), name.c_str(), into.number(), newName.c_str(),
-                    RENAME_NOREPLACE) == 0)
-        return true;
-    if (errno != EINVAL && errno != ENOSYS)
-        return false;
-    // Not every file system does this in one step. The note has reserved the name meanwhile.
-    struct stat status {};
-    if (::fstatat(into.number(), newName.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) {
-        errno = EEXIST;
-        return false;
-    }
-    return errno == ENOENT &&
-           ::renameat(from.number(), name.c_str(), into.number(), newName.c_str()) == 0;
-}
 
 /// The most bytes that a thing's name can have when its note is to have a name, too.
 std::size_t longestNameIn(const Descriptor& folder) {

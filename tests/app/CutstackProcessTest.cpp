@@ -15,6 +15,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// What tells the jobs apart in the log. One that saves says nothing without settings.
+constexpr const char* kRepopulate = "Repopulating watch files";
+constexpr const char* kReload = "Reloading launchd plist";
+
 class CutstackProcess : public testing::Test {
 protected:
     void SetUp() override {
@@ -23,6 +27,8 @@ protected:
         fs::create_directories(fs::path(executable_).parent_path());
         fs::copy_file(CUTSTACK_EXECUTABLE, executable_);
         fs::copy_file(CUTSTACK_INFO_PLIST, folder_ / "Cutstack.app/Contents/Info.plist");
+        fs::create_directories(folder_ / "Cutstack.app/Contents/Helpers");
+        fs::copy_file("/bin/true", folder_ / "Cutstack.app/Contents/Helpers/launchctl");
         fs::create_directories(folder_ / "home");
         if (isRoot_) // nobody makes this folder for root
             fs::create_directories(folder_ / "local/Library/Logs/Zantrel");
@@ -48,9 +54,10 @@ protected:
     [[nodiscard]] std::vector<std::string> jobsInLogs() const {
         std::vector<std::string> jobs;
         for (int number = 1; fs::exists(logFile(number)); ++number) {
-            const auto job = found(contentOf(logFile(number)),
-                                   "This build does not have -\\[AppController ([A-Za-z]+)\\]");
-            jobs.push_back(job.empty() ? "none" : job[1]);
+            const auto job =
+                found(contentOf(logFile(number)),
+                      "Processing projects|Repopulating watch files|Reloading launchd plist");
+            jobs.push_back(job.empty() ? "none" : job[0]);
         }
         return jobs;
     }
@@ -65,9 +72,8 @@ TEST_F(CutstackProcess, SixStartsLeaveTheLogsOfTheLastFive) {
     for (const char* mode :
          {"-repopulate", "-reload", "-repopulate", "-reload", "-repopulate", "-repopulate"})
         EXPECT_EQ(start(mode), 0);
-    const std::vector<std::string> lastFive = {"repopulateWatchFiles", "repopulateWatchFiles",
-                                               "reloadLaunchDPlist", "repopulateWatchFiles",
-                                               "reloadLaunchDPlist"};
+    const std::vector<std::string> lastFive = {kRepopulate, kRepopulate, kReload, kRepopulate,
+                                               kReload};
     // Root's runs have one file, and move up only what is in the folder of a user.
     EXPECT_EQ(jobsInLogs(), isRoot_ ? std::vector{lastFive[0]} : lastFive);
     EXPECT_EQ(console_, "");
@@ -78,19 +84,19 @@ TEST_F(CutstackProcess, SixStartsLeaveTheLogsOfTheLastFive) {
                                      "\nVersion: [0-9.]+\nPath: " + executable_ +
                                      "\nSystem: OS X .+, [0-9]+ CPU\\(s\\), [0-9]+\\.[0-9]{2} GB "
                                      "RAM\nRunning in 32-bit mode\n" +
-                                     date + " - This build does not have .*\n"))
+                                     date + " - Repopulating watch files...\n"))
         << content;
 }
 
 TEST_F(CutstackProcess, RunsThatBackUpAreFollowedByOneReload) {
     for (const auto& [mode, job] :
-         {std::pair{"-process", "processProjects"}, std::pair{"-autosave", "autosave"}}) {
+         {std::pair{"-process", "Processing projects"}, std::pair{"-autosave", "none"}}) {
         fs::remove_all(folder_ / "home/Library");
         EXPECT_EQ(start(mode), 0);
         if (isRoot_)
-            EXPECT_EQ(jobsInLogs(), std::vector<std::string>{"reloadLaunchDPlist"});
+            EXPECT_EQ(jobsInLogs(), std::vector<std::string>{kReload});
         else
-            EXPECT_EQ(jobsInLogs(), (std::vector<std::string>{"reloadLaunchDPlist", job}));
+            EXPECT_EQ(jobsInLogs(), (std::vector<std::string>{kReload, job}));
     }
     EXPECT_EQ(console_, "");
 }
@@ -99,7 +105,7 @@ TEST_F(CutstackProcess, AnInstalledLinkStartsTheBundle) {
     fs::create_directory(folder_ / "bin");
     fs::create_symlink("../Cutstack.app/Contents/MacOS/Cutstack", folder_ / "bin/cutstack");
     EXPECT_EQ(start(folder_ / "bin/cutstack", {"-process"}), 0);
-    EXPECT_EQ(jobsInLogs()[0], "reloadLaunchDPlist");
+    EXPECT_EQ(jobsInLogs()[0], kReload);
     EXPECT_NE(contentOf(logFile(1)).find("Path: " + executable_), std::string::npos);
 }
 

@@ -15,6 +15,7 @@
 #include "support/ZTException.h"
 #include "tests/TemporaryFolder.h"
 #include "tests/platform/Fakes.h"
+#include "tests/platform/FileFakes.h"
 
 namespace cutstack {
 
@@ -95,17 +96,6 @@ struct FakeTrash final : Trash {
         if (!failure.empty())
             error = failure;
         return failure.empty();
-    }
-};
-
-struct FakeFinderMetadata final : FinderMetadata {
-    std::map<std::string, std::string> types;
-    std::function<void(const std::string&)> onAsked = [](const std::string&) {};
-
-    std::string hfsTypeCode(const std::string& path) const override {
-        onAsked(path);
-        const auto type = types.find(path);
-        return type == types.end() ? "" : type->second;
     }
 };
 

@@ -30,7 +30,7 @@ std::string answerTo(FourCharCode eventID) {
 
 /// A program that does what its lines say.
 std::string script(const TemporaryFolder& folder, const std::string& lines) {
-    const std::string path = folder / "program";
+    std::string path = folder / "program";
     writeContent(path, "#!/bin/sh\n" + lines);
     chmod(path.c_str(), 0755);
     return path;
@@ -72,6 +72,20 @@ TEST(DesktopTest, AnEditorIsStartedFromItsExecutableAndWaitedFor) {
         desktop().open("/a b.fcp", kEditor, CUTSTACK_EDITOR, LaunchOptions::launchDefault, error))
         << error;
     EXPECT_EQ(answerTo(fourCharCode("quit")), "open=list[utf8(argument /a b.fcp) ] ");
+}
+
+TEST(DesktopTest, AnEditorThatIsStartingIsNotStartedAgain) {
+    const PrivateBus bus;
+    std::string error;
+    for (const char* path : {"/a.fcp", "/b.fcp"})
+        ASSERT_TRUE(
+            desktop().open(path, kEditor, CUTSTACK_EDITOR, LaunchOptions::launchDefault, error));
+    // Opening is not waited for; the editor is asked until it has come to that.
+    std::string opened;
+    for (int i = 0; i < 10'000 && opened.find("/b.fcp") == std::string::npos; ++i)
+        opened = answerTo(fourCharCode("none"));
+    EXPECT_EQ(answerTo(fourCharCode("quit")),
+              "open=list[utf8(argument /a.fcp) utf8(front /b.fcp) ] ");
 }
 
 TEST(DesktopTest, AnEditorThatCannotComeIsNotWaitedFor) {
@@ -124,7 +138,8 @@ TEST(DesktopTest, FilesAreOpenedWithWhatTheDesktopPrefers) {
     const std::string fifo = folder / "said";
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     std::filesystem::rename(script(folder, "echo \"$1\" >'" + fifo + "'\n"), folder / "xdg-open");
-    const std::string path = std::getenv("PATH");
+    const char* const searched = std::getenv("PATH");
+    const std::string path = searched == nullptr ? "/usr/bin:/bin" : searched;
     setenv("PATH", (folder.path().string() + ":" + path).c_str(), 1);
     std::string error;
     EXPECT_TRUE(desktop().openWithPreferred(folder.path().string(), error)) << error;

@@ -181,6 +181,20 @@ TEST_F(EventServiceTest, ExceptionsBecomeAnswers) {
     EXPECT_EQ(status(fourCharCode("fine")), EventStatus::noError);
 }
 
+TEST_F(EventServiceTest, WhoWantsNoReplyIsKnownAllTheSame) {
+    std::atomic<int> taken = 0;
+    const Serving serving([&](const Event& event) {
+        ++taken;
+        taken.notify_all();
+        return echo(event);
+    });
+    std::vector<EventField> reply;
+    EXPECT_EQ(eventTransport().send(eventForEditor(fourCharCode("fcLP")), SendMode::noReply,
+                                    std::chrono::milliseconds(-1), reply),
+              EventStatus::noError);
+    taken.wait(0);
+}
+
 TEST_F(EventServiceTest, WorkIsDoneBetweenEvents) {
     Serving serving(echo);
     std::atomic<int> done = 0;

@@ -114,17 +114,12 @@ TEST(FileReference, FollowsItsFileHereAndInOtherProcesses) {
     }
 }
 
-TEST(FileReference, LeadsToFoldersAndThroughLinks) {
-    const TemporaryFolder folder;
-    writeContent(folder / "real/file", "content");
-    fs::create_symlink("real", folder / "link");
-    EXPECT_EQ(referenceTo(folder / "real").path(), folder / "real");
-    EXPECT_EQ(referenceTo(folder / "link/file").path(), folder / "real/file");
-}
-
-TEST(FileReference, SaysWhyThereIsNone) {
+TEST(FileReference, LeadsThroughLinksOrSaysWhyThereIsNone) {
     const TemporaryFolder folder;
     writeContent(folder / "file", "content");
+    fs::create_symlink(".", folder / "link");
+    EXPECT_EQ(referenceTo(folder / "link/file").path(), folder / "file");
+    EXPECT_EQ(referenceTo(folder / "link").path(), folder.path().string());
     std::string error;
     for (const std::string& path :
          {folder / "none", std::string(), folder / std::string("file\0x", 6)}) {
@@ -170,17 +165,11 @@ TEST(FileReference, IsNotForAnotherUser) {
 
 TEST(FileReference, OfAProcessThatHasGoneIsNothing) {
     const TemporaryFolder folder;
-    writeContent(folder / "file", "content");
-    const auto shared = static_cast<char*>(mmap(
-        nullptr, kFileReferenceBytes, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-    ASSERT_NE(shared, MAP_FAILED);
     EXPECT_TRUE(inAnotherProcess([&] {
-        const FileReference reference = referenceTo(folder / "file");
-        std::ranges::copy(reference.bytes(), shared);
+        writeContent(folder / "bytes", referenceTo(folder.path().string()).bytes());
         return true;
     }));
-    EXPECT_EQ(FileReference::pathOf({shared, kFileReferenceBytes}), std::nullopt);
-    munmap(shared, kFileReferenceBytes);
+    EXPECT_EQ(FileReference::pathOf(contentOf(folder / "bytes")), std::nullopt);
 }
 
 class HostileBytes : public testing::Test {
@@ -214,15 +203,10 @@ TEST_F(HostileBytes, OfAnySizeAndContentAreNothing) {
             any += static_cast<char>(random());
         expectNothing(any, "random " + std::to_string(i));
     }
-}
-
-TEST_F(HostileBytes, WithAnyByteChangedAreNothing) {
     for (std::size_t i = 0; i < bytes_.size(); ++i) {
-        for (const char flip : {'\x01', '\x80', '\xFF'}) {
-            std::string changed = bytes_;
-            changed[i] = static_cast<char>(changed[i] ^ flip);
-            expectNothing(changed, "byte " + std::to_string(i));
-        }
+        std::string changed = bytes_;
+        changed[i] = static_cast<char>(changed[i] ^ (1 << i % 8));
+        expectNothing(changed, "byte " + std::to_string(i));
     }
     EXPECT_EQ(FileReference::pathOf(bytes_), folder_ / "file");
 }
@@ -240,16 +224,13 @@ std::string bytesFor(const std::string& bytes, int descriptor) {
 }
 
 TEST_F(HostileBytes, ThatNameWhatIsNoFileInAFolderAreNothing) {
-    int ends[2] = {-1, -1};
-    int sockets[2] = {-1, -1};
-    ASSERT_EQ(pipe(ends), 0);
-    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, sockets), 0);
+    const int socketEnd = socket(AF_UNIX, SOCK_STREAM, 0);
     const int memory = memfd_create("file", 0);
     const int file = open((folder_ / "file").c_str(), O_RDONLY);
-    for (const int descriptor : {ends[0], sockets[0], memory})
+    for (const int descriptor : {socketEnd, memory})
         expectNothing(bytesFor(bytes_, descriptor), std::to_string(descriptor));
     EXPECT_EQ(FileReference::pathOf(bytesFor(bytes_, file)), folder_ / "file");
-    for (const int descriptor : {ends[0], ends[1], sockets[0], sockets[1], memory, file})
+    for (const int descriptor : {socketEnd, memory, file})
         close(descriptor);
 }
 

@@ -21,7 +21,7 @@ void awaitCount(const std::atomic<std::size_t>& counted, std::size_t count) {
 
 } // namespace
 
-ScriptedEditor::ScriptedEditor(Script script, std::string identifier)
+ScriptedEditor::ScriptedEditor(Script script, const std::string& identifier)
     : script_(std::move(script)), wake_(eventfd(0, EFD_CLOEXEC)) {
     std::string error;
     bus_ = openSessionBus(error);

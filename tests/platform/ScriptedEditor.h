@@ -40,7 +40,7 @@ public:
     using Script = std::function<Scripted(const Event&)>;
 
     /// Takes the name and answers from a thread; fails the running test when it cannot.
-    explicit ScriptedEditor(Script script, std::string identifier = "com.apple.FinalCutPro");
+    explicit ScriptedEditor(Script script, const std::string& identifier = "com.apple.FinalCutPro");
     /// An editor that gives every event this answer.
     explicit ScriptedEditor(EventAnswer answer);
     explicit ScriptedEditor(Scripted::Manner manner);

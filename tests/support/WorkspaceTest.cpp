@@ -80,18 +80,5 @@ TEST_F(WorkspaceTest, TellsTheConsoleWhatFailed) {
     EXPECT_EQ(log_.messages(), expected);
 }
 
-TEST_F(WorkspaceTest, HandsOnWhatOthersKnow) {
-    desktop_.running = {"com.editor"};
-    EXPECT_TRUE(workspace_.isRunning("com.editor"));
-    EXPECT_FALSE(workspace_.isRunning("com.other"));
-    const std::string editor = makeBundle(folder_ / "Editor.app", "com.editor");
-    EXPECT_TRUE(workspace_.isFilePackageAtPath(editor));
-    EXPECT_TRUE(workspace_.registerApplication(editor));
-    EXPECT_EQ(workspace_.absolutePathForAppBundleWithIdentifier("com.editor"), editor);
-    EXPECT_TRUE(workspace_.selectFile(editor));
-    EXPECT_EQ(desktop_.asked, Asked({{"reveal", editor}}));
-    EXPECT_EQ(log_.messages(), Lines());
-}
-
 } // namespace
 } // namespace cutstack

@@ -80,6 +80,7 @@ TEST_F(StableIdentity, RewritesEveryReferenceWithItsItem) {
     EXPECT_EQ(captures(served, "(<uuid>)").size(), 9U);
     EXPECT_EQ(captures(served, "<itemhistory>(<uuid>)").size(), 1U);
     EXPECT_NE(served.find("<sequence id=\"" + sequences[1] + "\"/>"), std::string::npos);
+    EXPECT_EQ(serve(served), served);
 }
 
 TEST_F(StableIdentity, LeavesEverythingElseAsItIs) {
@@ -160,6 +161,12 @@ TEST_F(StableIdentity, RefusesWhatIsNoDocument) {
         std::string error;
         EXPECT_FALSE(withStableIdentity(bad, "/p.fcp", store_, error));
         EXPECT_FALSE(error.empty());
+    }
+    const std::string whole = "<?xml version='1.0'?><xmeml><bin id='b'><name><![CDATA[B]]></name>"
+                              "<clip id='c'><masterclipid>c</masterclipid></clip></bin></xmeml>";
+    for (std::size_t size = 0; size < whole.size(); ++size) {
+        std::string error;
+        EXPECT_FALSE(withStableIdentity(whole.substr(0, size), "/p.fcp", store_, error)) << size;
     }
     EXPECT_FALSE(std::filesystem::exists(path_));
 }

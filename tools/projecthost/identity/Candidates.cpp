@@ -31,15 +31,15 @@ struct Cost {
     Frames distance = 0;
     int track = 0;
     int name = 0;
-    ItemIndex order = 0; ///< how many places apart
-    auto operator<=>(const Cost&) const = default;
+    ItemIndex order = 0;                           ///< how many places apart
+    auto operator<=>(const Cost&) const = default; // NOLINT(modernize-use-nullptr): there is none
 };
 
 struct Pair {
     Cost cost;
     ItemIndex known = kNoItem;
     ItemIndex item = kNoItem;
-    auto operator<=>(const Pair&) const = default;
+    auto operator<=>(const Pair&) const = default; // NOLINT(modernize-use-nullptr)
 };
 
 class Joining {

@@ -181,7 +181,7 @@ void ContainerMatching::byContent() {
             if (const auto found = holders.find(thing); found != holders.end())
                 tried.insert(tried.end(), found->second.begin(), found->second.end());
         std::ranges::sort(tried);
-        tried.erase(std::ranges::unique(tried).begin(), tried.end());
+        tried.erase(std::unique(tried.begin(), tried.end()), tried.end());
         for (const ItemIndex known : tried)
             if (const double alike = likenessOf(known, i);
                 alike >= 0.5 && knownItem(known).kind == item(i).kind && mayBeOne(known, i))

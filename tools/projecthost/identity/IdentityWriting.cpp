@@ -82,6 +82,7 @@ public:
     Writing(const std::string& document, const ItemList& list,
             const std::vector<ServedIdentity>& served)
         : document_(document),
+          list_(list),
           served_(served),
           edits_(editsOf(list)),
           copy_(document, edits_.size() * 32 + list.items.size() * 64) {}
@@ -90,11 +91,13 @@ public:
 
 private:
     void apply(const Edit& edit, const StartTag& tag);
+    [[nodiscard]] bool hasUuid(ItemIndex i) const;
     void putId(const StartTag& tag, std::string_view id);
     void putText(const StartTag& tag, std::string_view id);
     void putUuid(const StartTag& tag, std::string_view uuid, UuidPlace place);
 
     const std::string& document_;
+    const ItemList& list_;
     const std::vector<ServedIdentity>& served_;
     std::vector<Edit> edits_;
     Copying copy_;
@@ -140,9 +143,16 @@ void Writing::putUuid(const StartTag& tag, std::string_view uuid, UuidPlace plac
     copy_.insert(tag.whole.end, text);
 }
 
+/// A history that has the UUID already came from a document that was written here.
+bool Writing::hasUuid(ItemIndex i) const {
+    std::string uuid = served_[i].uuid;
+    std::ranges::transform(uuid, uuid.begin(), asciiLower);
+    return std::ranges::find(list_.items[i].history, uuid) != list_.items[i].history.end();
+}
+
 void Writing::apply(const Edit& edit, const StartTag& tag) {
     if (edit.mention == nullptr) {
-        if (!tag.isEmpty)
+        if (!tag.isEmpty && (edit.place == UuidPlace::inItem || !hasUuid(edit.uuidOf)))
             putUuid(tag, served_[edit.uuidOf].uuid, edit.place);
     } else if (edit.mention->form == MentionForm::attribute) {
         putId(tag, served_[edit.mention->item].id);
