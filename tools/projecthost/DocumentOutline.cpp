@@ -11,6 +11,7 @@ namespace cutstack::projecthost {
 namespace {
 
 constexpr std::string_view kWhiteSpace = " \t\r\n";
+constexpr std::string_view kNameEnds = " \t\r\n/>";
 
 struct NamedKind {
     std::string_view name;
@@ -86,24 +87,34 @@ private:
         }
     }
 
-    Tag tag(bool isEnd) {
-        const std::size_t begin = at_;
-        const std::size_t nameBegin = begin + (isEnd ? 2 : 1);
+    /// Where the tag at `at_` ends, at its ">"; one in quotes is none.
+    [[nodiscard]] std::size_t closeOfTag() const {
+        std::size_t close = std::min(bytes_.find('>', at_), bytes_.size());
+        const std::string_view tag = bytes_.substr(at_, close - at_);
+        if (tag.find('"') == std::string_view::npos && tag.find('\'') == std::string_view::npos)
+            return close;
         char quote = 0;
-        for (++at_; at_ < bytes_.size() && (quote != 0 || bytes_[at_] != '>'); ++at_) {
-            const char c = bytes_[at_];
+        for (close = at_; close < bytes_.size() && (quote != 0 || bytes_[close] != '>'); ++close) {
+            const char c = bytes_[close];
             if (quote != 0)
                 quote = c == quote ? '\0' : quote;
             else if (c == '"' || c == '\'')
                 quote = c;
         }
-        const bool isEmpty = bytes_[at_ - 1] == '/' && !isEnd && at_ > nameBegin;
-        at_ = std::min(at_ + 1, bytes_.size());
-        const std::size_t nameEnd = std::min(bytes_.find_first_of(" \t\r\n/>", nameBegin), at_);
+        return close;
+    }
+
+    Tag tag(bool isEnd) {
+        const std::size_t begin = at_;
+        const std::size_t nameBegin = begin + (isEnd ? 2 : 1);
+        const std::size_t close = closeOfTag();
+        const bool isEmpty = !isEnd && close > nameBegin && bytes_[close - 1] == '/';
+        at_ = std::min(close + 1, bytes_.size());
+        std::size_t nameEnd = nameBegin;
+        while (nameEnd < close && kNameEnds.find(bytes_[nameEnd]) == std::string_view::npos)
+            ++nameEnd;
         const TagForm form = isEnd ? TagForm::end : isEmpty ? TagForm::empty : TagForm::start;
-        return {form,
-                bytes_.substr(nameBegin, nameEnd < nameBegin ? 0 : nameEnd - nameBegin),
-                {begin, at_}};
+        return {form, bytes_.substr(nameBegin, nameEnd - nameBegin), {begin, at_}};
     }
 
     std::string_view bytes_;
