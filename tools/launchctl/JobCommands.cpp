@@ -119,6 +119,7 @@ bool JobCommands::list(std::ostream& output, const std::optional<std::string>& n
             return trouble(*name, "no job has that name");
     }
     std::vector<std::string> services;
+    services.reserve(jobs.size());
     for (const LoadedJob& job : jobs)
         services.push_back(job.names.service());
     std::string error;

@@ -68,7 +68,7 @@ bool UnitFolder::put(const UnitNames& names, const std::map<std::string, std::st
         if (!makeFolderOf(pathOf(file), error))
             return false;
         if (!writeFileAtomically(pathOf(file), text, error)) {
-            error = pathOf(file) + ": " + error;
+            error.insert(0, pathOf(file) + ": ");
             return false;
         }
     }
