@@ -11,6 +11,7 @@
 #include <sstream>
 #include <thread>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -112,9 +113,17 @@ public:
         return false;
     }
 
-    /// Opening both ends of this lets one run go on that waits for it.
     void makeGate() const { ASSERT_EQ(mkfifo(home("gate").c_str(), 0600), 0); }
-    void openGate() const { std::ofstream(home("gate")) << "go\n"; }
+    /// Lets one run go on that waits at the gate, or soon will.
+    void openGate() const {
+        int gate = -1;
+        EXPECT_TRUE(eventually([&] {
+            gate = open(home("gate").c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+            return gate >= 0;
+        }));
+        EXPECT_EQ(write(gate, "go\n", 3), 3);
+        close(gate);
+    }
 
     SystemdUserManager manager_;
 };
