@@ -18,12 +18,12 @@ namespace {
 namespace fs = std::filesystem;
 
 /// Sets or clears the locks of all that is in a folder.
-class LockSetter final : public TreeVisitor {
+class LockSetter final : public FileTreeVisitor {
 public:
     LockSetter(std::string folder, bool immutable, const FileFlags& flags)
         : folder_(std::move(folder)), immutable_(immutable), flags_(flags) {}
 
-    int visit(const TreeItem& item) override {
+    int visit(const FileTreeItem& item) override {
         if (!item.path.empty())
             flags_.setImmutable(pathInFolder(folder_, item.path), immutable_);
         return 0;
@@ -41,9 +41,9 @@ void setLocks(const std::string& path, bool immutable, const FileFlags& flags) {
     static_cast<void>(walkTree(folder, setter)); // what cannot be reached keeps its lock
 }
 
-class SizeSum final : public TreeVisitor {
+class SizeSum final : public FileTreeVisitor {
 public:
-    int visit(const TreeItem& item) override {
+    int visit(const FileTreeItem& item) override {
         if (S_ISREG(item.status.st_mode))
             sum_ += static_cast<std::uint64_t>(item.status.st_size);
         return 0;

@@ -15,18 +15,18 @@ namespace cutstack {
 
 namespace {
 
-class Removal final : public TreeVisitor {
+class Removal final : public FileTreeVisitor {
 public:
-    int visit(const TreeItem& item) override {
+    int visit(const FileTreeItem& item) override {
         return S_ISDIR(item.status.st_mode) ? 0 : unlinked(item, 0);
     }
-    int leave(const TreeItem& folder, int fault) override {
+    int leave(const FileTreeItem& folder, int fault) override {
         const int end = unlinked(folder, AT_REMOVEDIR);
         return end != 0 && fault != 0 ? fault : end;
     }
 
 private:
-    static int unlinked(const TreeItem& item, int flags) {
+    static int unlinked(const FileTreeItem& item, int flags) {
         const bool isGone =
             ::unlinkat(item.folder, item.name.c_str(), flags) == 0 || errno == ENOENT;
         return isGone ? 0 : errno;
