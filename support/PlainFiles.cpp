@@ -59,8 +59,9 @@ MoveEnd moveByCopy(const std::string& source, const std::string& destination,
         return MoveEnd::failed;
     }
     const auto goOn = [](const CopyProgress&) { return true; };
-    if (copyItem(source, destination, copier, goOn, error) != CopyEnd::copied)
-        return MoveEnd::failed;
+    const CopyEnd end = copyItem(source, destination, copier, goOn, error);
+    if (end != CopyEnd::copied)
+        return end == CopyEnd::failedForAnybody ? MoveEnd::failedForAnybody : MoveEnd::failed;
     const int fault = removeItem(source);
     if (fault != 0)
         error = wordingOf(fault);
@@ -87,7 +88,7 @@ CopyEnd copyItem(const std::string& source, const std::string& destination,
     if (fault == 0)
         return copier.copy(source, destination, observer, error);
     error = wordingOf(fault);
-    return CopyEnd::failed;
+    return fault == EINVAL ? CopyEnd::failedForAnybody : CopyEnd::failed;
 }
 
 MoveEnd moveItem(const std::string& source, const std::string& destination, const FileMover& mover,
@@ -95,9 +96,10 @@ MoveEnd moveItem(const std::string& source, const std::string& destination, cons
     const int fault = mover.rename(source, destination);
     if (fault == EXDEV)
         return moveByCopy(source, destination, copier, error);
-    if (fault != 0)
-        error = wordingOf(fault);
-    return fault == 0 ? MoveEnd::moved : MoveEnd::failed;
+    if (fault == 0)
+        return MoveEnd::moved;
+    error = wordingOf(fault);
+    return fault == EINVAL ? MoveEnd::failedForAnybody : MoveEnd::failed;
 }
 
 int removeItem(const std::string& path) {

@@ -22,8 +22,8 @@ namespace cutstack {
                                std::string& error);
 
 /// How a move ended. `copied`: the destination is whole on another file system, but the source, or
-/// a part of it, could not be removed.
-enum class MoveEnd { moved, copied, failed };
+/// a part of it, could not be removed. `failedForAnybody`: CopyEnd::failedForAnybody.
+enum class MoveEnd { moved, copied, failed, failedForAnybody };
 
 /// Moves what is at `source` to `destination`, where nothing may be; to another file system by a
 /// copy, and the source goes only when that is whole and on the disk. `error` is the reason for

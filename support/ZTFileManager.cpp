@@ -45,9 +45,11 @@ bool copyUnlocked(const std::string& source, const std::string& destination, boo
                   const FileServices& at) {
     std::string error;
     const auto goOn = [](const CopyProgress&) { return true; };
-    if (copyItem(source, destination, at.copier, goOn, error) == CopyEnd::copied)
+    const CopyEnd end = copyItem(source, destination, at.copier, goOn, error);
+    if (end == CopyEnd::copied)
         return true;
-    return fallBack("Error copying file: %@. Authorizing...", error, shouldAuth, at,
+    const bool mayHelp = shouldAuth && end != CopyEnd::failedForAnybody;
+    return fallBack("Error copying file: %@. Authorizing...", error, mayHelp, at,
                     [&] { return at.privileged.copyFile(source, destination); });
 }
 
@@ -102,7 +104,8 @@ bool ZTFileManager::moveFile(const std::string& path, const std::string& toPath,
     const MoveEnd end = moveItem(path, toPath, at.mover, at.copier, error);
     if (end == MoveEnd::moved)
         return true;
-    return fallBack("Error moving file: %@. Authorizing...", error, shouldAuth, at, [&] {
+    const bool mayHelp = shouldAuth && end != MoveEnd::failedForAnybody;
+    return fallBack("Error moving file: %@. Authorizing...", error, mayHelp, at, [&] {
         // Of a copy that is whole only the source is too much; moving would copy it once more.
         return end == MoveEnd::copied ? at.privileged.removeFile(path)
                                       : at.privileged.moveFile(path, toPath);

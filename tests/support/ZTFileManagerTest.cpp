@@ -166,6 +166,27 @@ TEST_F(ZTFileManagerTest, ASourceThatCannotGoKeepsItsCopy) {
     fs::permissions(path("source/locked"), fs::perms(0777));
 }
 
+TEST_F(ZTFileManagerTest, WhatRightsDoNotChangeIsNotHandedOn) {
+    copier.failure = "No space left on device";
+    copier.failureEnd = CopyEnd::failedForAnybody;
+    mover.fault = EXDEV;
+    file("folder/source");
+    EXPECT_FALSE(ZTFileManager::copyFile(path("folder"), path("copy"), true, at));
+    EXPECT_FALSE(ZTFileManager::moveFile(path("folder"), path("copy"), true, at));
+    EXPECT_FALSE(
+        ZTFileManager::copyContentsOfDirectory(path("folder"), path("to"), seconds(9), at));
+    copier.failure.clear();
+    EXPECT_FALSE(ZTFileManager::copyFile(path("folder"), path("folder/copy"), true, at));
+    mover.fault = 0;
+    EXPECT_FALSE(ZTFileManager::moveFile(path("folder"), path("folder/copy"), true, at));
+    EXPECT_EQ(privileged.asked, Lines());
+    EXPECT_EQ(logged(), (Lines{"Error copying file: No space left on device. Authorizing...",
+                               "Error moving file: No space left on device. Authorizing...",
+                               "Error copying file: No space left on device. Authorizing...",
+                               "Error copying file: Invalid argument. Authorizing...",
+                               "Error moving file: Invalid argument. Authorizing..."}));
+}
+
 TEST_F(ZTFileManagerTest, NothingIsCopiedIntoItself) {
     file("folder/file");
     fs::create_directory(path("folder/sub"));
