@@ -1,7 +1,6 @@
 // What ZTFileManager answers about files, and their locks.
 
 #include <algorithm>
-#include <array>
 #include <filesystem>
 #include <sys/stat.h>
 #include <system_error>
@@ -9,6 +8,7 @@
 #include "support/AtomicFile.h"
 #include "support/FileTree.h"
 #include "support/FolderListing.h"
+#include "support/PlainFiles.h"
 #include "support/ZTFileManager.h"
 
 namespace cutstack {
@@ -105,10 +105,9 @@ std::uint64_t ZTFileManager::fileSize(const std::string& path) {
 }
 
 bool ZTFileManager::isFolderEmpty(const std::string& folder) {
-    constexpr std::array<std::string_view, 3> kNotCounted = {".DS_Store", "Icon", "Icon\r"};
     const auto names = namesInFolder(folder);
     return names && std::ranges::all_of(*names, [&](const std::string& name) {
-               return std::ranges::find(kNotCounted, name) != kNotCounted.end();
+               return std::ranges::find(kNamesNotCounted, name) != kNamesNotCounted.end();
            });
 }
 

@@ -88,7 +88,7 @@ Paths trashMatching(const std::string& folder, const FileServices& at, Rule matc
 /// Removes the folder with the few things in it that do not count. Only these are named, so that
 /// nothing goes that has come meanwhile. Returns 0 or errno's number.
 int removeEmptyFolder(const std::string& folder) {
-    for (const std::string& name : namesInFolder(folder).value_or(Paths()))
+    for (const std::string_view name : kNamesNotCounted)
         if (std::remove(pathInFolder(folder, name).c_str()) != 0 && errno != ENOENT)
             return errno;
     return ::rmdir(folder.c_str()) == 0 ? 0 : errno;
