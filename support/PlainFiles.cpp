@@ -72,7 +72,8 @@ MoveEnd moveByCopy(const std::string& source, const std::string& destination,
 
 bool somethingIsAt(const std::string& path) {
     struct stat status {};
-    return ::lstat(path.c_str(), &status) == 0;
+    errno = ENOENT;
+    return path.find('\0') == std::string::npos && ::lstat(path.c_str(), &status) == 0;
 }
 
 bool nothingIsAt(const std::string& path) {
