@@ -20,7 +20,15 @@ struct CopyProgress {
     std::string currentItem;      ///< the path of the source that is being copied
 };
 
-enum class CopyEnd { copied, cancelled, failed };
+enum class CopyEnd {
+    copied,
+    cancelled,
+    failed,
+    /// Failed for a reason that would be there with more rights, too: the disk is full, the
+    /// source kept changing, a folder would get into itself. Whoever copies in spite of it leaves
+    /// half a copy or a mixture.
+    failedForAnybody
+};
 
 class FileCopier {
 public:

@@ -6,7 +6,8 @@ namespace cutstack {
 
 /// Makes standard input, output and error exist, so that no file that is opened later takes their
 /// place and receives lines meant for the console; makes a write to a reader that has gone fail
-/// instead of ending the process. To be called once, first thing in main.
+/// instead of ending the process; lets the ends of other programs be learned, also where the
+/// process was started without that. To be called once, first thing in main.
 void prepareProcess();
 
 } // namespace cutstack

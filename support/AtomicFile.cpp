@@ -247,6 +247,8 @@ std::optional<std::string> endOfLinks(const std::string& path) {
 }
 
 int makeFolders(const std::string& folder) {
+    if (folder.find('\0') != std::string::npos)
+        return EINVAL; // the system would take what is before it for the path
     const std::filesystem::path path(folder);
     std::error_code fault;
     if (path.empty() || std::filesystem::is_directory(path, fault))
@@ -259,6 +261,10 @@ int makeFolders(const std::string& folder) {
 }
 
 bool writeFileAtomically(const std::string& path, std::string_view bytes, std::string& error) {
+    if (path.find('\0') != std::string::npos) {
+        error = wordingOf(EINVAL);
+        return false;
+    }
     const auto target = endOfLinks(path);
     if (target && Replacement(*target).write(bytes))
         return true;

@@ -37,7 +37,7 @@ void FileOperation::copy(FileOperationInfo info) {
             : copyItem(
                   source, destination, at_.copier,
                   [&](const CopyProgress& progress) { return goOn(info, progress); }, info.error);
-    if (info.end == CopyEnd::failed)
+    if (info.end == CopyEnd::failed || info.end == CopyEnd::failedForAnybody)
         at_.log.appendLog("Error copying file: %@", info.error);
     // The delegate goes with the last call, so that the main thread is where it is let go of.
     statusCallback(FileOperationStage::complete, std::move(info));

@@ -1,7 +1,6 @@
 // What ZTFileManager answers about files, and their locks.
 
 #include <algorithm>
-#include <array>
 #include <filesystem>
 #include <sys/stat.h>
 #include <system_error>
@@ -9,6 +8,7 @@
 #include "support/AtomicFile.h"
 #include "support/FileTree.h"
 #include "support/FolderListing.h"
+#include "support/PlainFiles.h"
 #include "support/ZTFileManager.h"
 
 namespace cutstack {
@@ -18,12 +18,12 @@ namespace {
 namespace fs = std::filesystem;
 
 /// Sets or clears the locks of all that is in a folder.
-class LockSetter final : public TreeVisitor {
+class LockSetter final : public FileTreeVisitor {
 public:
     LockSetter(std::string folder, bool immutable, const FileFlags& flags)
         : folder_(std::move(folder)), immutable_(immutable), flags_(flags) {}
 
-    int visit(const TreeItem& item) override {
+    int visit(const FileTreeItem& item) override {
         if (!item.path.empty())
             flags_.setImmutable(pathInFolder(folder_, item.path), immutable_);
         return 0;
@@ -41,9 +41,9 @@ void setLocks(const std::string& path, bool immutable, const FileFlags& flags) {
     static_cast<void>(walkTree(folder, setter)); // what cannot be reached keeps its lock
 }
 
-class SizeSum final : public TreeVisitor {
+class SizeSum final : public FileTreeVisitor {
 public:
-    int visit(const TreeItem& item) override {
+    int visit(const FileTreeItem& item) override {
         if (S_ISREG(item.status.st_mode))
             sum_ += static_cast<std::uint64_t>(item.status.st_size);
         return 0;
@@ -105,10 +105,9 @@ std::uint64_t ZTFileManager::fileSize(const std::string& path) {
 }
 
 bool ZTFileManager::isFolderEmpty(const std::string& folder) {
-    constexpr std::array<std::string_view, 3> kNotCounted = {".DS_Store", "Icon", "Icon\r"};
     const auto names = namesInFolder(folder);
     return names && std::ranges::all_of(*names, [&](const std::string& name) {
-               return std::ranges::find(kNotCounted, name) != kNotCounted.end();
+               return std::ranges::find(kNamesNotCounted, name) != kNamesNotCounted.end();
            });
 }
 

@@ -85,7 +85,8 @@ std::vector<std::string> namesIn(int folder, int& fault) {
 
 class Walk {
 public:
-    Walk(OpenFolder parent, TreeVisitor& visitor) : outer_(std::move(parent)), visitor_(visitor) {}
+    Walk(OpenFolder parent, FileTreeVisitor& visitor)
+        : outer_(std::move(parent)), visitor_(visitor) {}
 
     int run(const std::string& name) {
         struct stat top {};
@@ -109,7 +110,7 @@ private:
 
     const OpenFolder outer_; ///< in which the top lies
     OpenFolder current_;     ///< of the last level
-    TreeVisitor& visitor_;
+    FileTreeVisitor& visitor_;
     std::vector<Level> levels_;
     std::string path_; ///< of the last level
 };
@@ -187,7 +188,9 @@ int Walk::goUp() {
 
 } // namespace
 
-int walkTree(const std::string& path, TreeVisitor& visitor) {
+int walkTree(const std::string& path, FileTreeVisitor& visitor) {
+    if (path.find('\0') != std::string::npos)
+        return EINVAL; // the system would take what is before it for the path
     const std::string whole = withoutSlashAtEnd(path);
     const std::string name(fileNameOf(whole));
     const std::string parent =

@@ -11,7 +11,7 @@ struct stat;
 namespace cutstack {
 
 /// What a walk has come to. Valid during the call that hands it over.
-struct TreeItem {
+struct FileTreeItem {
     int folder;              ///< open folder in which the item lies
     const std::string& name; ///< its name there
     const std::string& path; ///< from the top of the walk; empty for the top itself
@@ -19,21 +19,21 @@ struct TreeItem {
 };
 
 /// Told of the items. What it answers ends the walk, unless it is 0.
-class TreeVisitor {
+class FileTreeVisitor {
 public:
-    virtual ~TreeVisitor() = default;
+    virtual ~FileTreeVisitor() = default;
 
     /// Every item, a folder before what is in it.
-    virtual int visit(const TreeItem& item) = 0;
+    virtual int visit(const FileTreeItem& item) = 0;
     /// A folder, when all that is in it was visited. `fault` is errno's number when it could not be
     /// looked into, so that nothing in it was visited.
-    virtual int leave(const TreeItem& /*folder*/, int /*fault*/) { return 0; }
+    virtual int leave(const FileTreeItem& /*folder*/, int /*fault*/) { return 0; }
 };
 
 /// Visits what is at `path`, and everything in it when it is a folder; each folder's items in the
 /// order of their bytes. What vanishes meanwhile is left out.
 /// Returns 0, what the visitor answered, or errno's number when the walk cannot go on: nothing is
 /// at `path`, or a folder was moved during the walk.
-[[nodiscard]] int walkTree(const std::string& path, TreeVisitor& visitor);
+[[nodiscard]] int walkTree(const std::string& path, FileTreeVisitor& visitor);
 
 } // namespace cutstack

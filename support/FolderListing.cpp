@@ -37,6 +37,8 @@ void sortAsListed(std::vector<std::string>& names) {
 }
 
 std::optional<std::vector<std::string>> namesInFolder(const std::string& path) {
+    if (path.find('\0') != std::string::npos)
+        return std::nullopt; // the system would list another folder
     std::error_code error;
     fs::directory_iterator entry(path, error);
     std::vector<std::string> names;

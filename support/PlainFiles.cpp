@@ -15,18 +15,18 @@ namespace cutstack {
 
 namespace {
 
-class Removal final : public TreeVisitor {
+class Removal final : public FileTreeVisitor {
 public:
-    int visit(const TreeItem& item) override {
+    int visit(const FileTreeItem& item) override {
         return S_ISDIR(item.status.st_mode) ? 0 : unlinked(item, 0);
     }
-    int leave(const TreeItem& folder, int fault) override {
+    int leave(const FileTreeItem& folder, int fault) override {
         const int end = unlinked(folder, AT_REMOVEDIR);
         return end != 0 && fault != 0 ? fault : end;
     }
 
 private:
-    static int unlinked(const TreeItem& item, int flags) {
+    static int unlinked(const FileTreeItem& item, int flags) {
         const bool isGone =
             ::unlinkat(item.folder, item.name.c_str(), flags) == 0 || errno == ENOENT;
         return isGone ? 0 : errno;
@@ -59,8 +59,9 @@ MoveEnd moveByCopy(const std::string& source, const std::string& destination,
         return MoveEnd::failed;
     }
     const auto goOn = [](const CopyProgress&) { return true; };
-    if (copyItem(source, destination, copier, goOn, error) != CopyEnd::copied)
-        return MoveEnd::failed;
+    const CopyEnd end = copyItem(source, destination, copier, goOn, error);
+    if (end != CopyEnd::copied)
+        return end == CopyEnd::failedForAnybody ? MoveEnd::failedForAnybody : MoveEnd::failed;
     const int fault = removeItem(source);
     if (fault != 0)
         error = wordingOf(fault);
@@ -71,7 +72,8 @@ MoveEnd moveByCopy(const std::string& source, const std::string& destination,
 
 bool somethingIsAt(const std::string& path) {
     struct stat status {};
-    return ::lstat(path.c_str(), &status) == 0;
+    errno = ENOENT;
+    return path.find('\0') == std::string::npos && ::lstat(path.c_str(), &status) == 0;
 }
 
 bool nothingIsAt(const std::string& path) {
@@ -87,7 +89,7 @@ CopyEnd copyItem(const std::string& source, const std::string& destination,
     if (fault == 0)
         return copier.copy(source, destination, observer, error);
     error = wordingOf(fault);
-    return CopyEnd::failed;
+    return fault == EINVAL ? CopyEnd::failedForAnybody : CopyEnd::failed;
 }
 
 MoveEnd moveItem(const std::string& source, const std::string& destination, const FileMover& mover,
@@ -95,9 +97,10 @@ MoveEnd moveItem(const std::string& source, const std::string& destination, cons
     const int fault = mover.rename(source, destination);
     if (fault == EXDEV)
         return moveByCopy(source, destination, copier, error);
-    if (fault != 0)
-        error = wordingOf(fault);
-    return fault == 0 ? MoveEnd::moved : MoveEnd::failed;
+    if (fault == 0)
+        return MoveEnd::moved;
+    error = wordingOf(fault);
+    return fault == EINVAL ? MoveEnd::failedForAnybody : MoveEnd::failed;
 }
 
 int removeItem(const std::string& path) {

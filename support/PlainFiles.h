@@ -2,12 +2,17 @@
 
 // Copying, moving and removing by the user's own rights. Nothing is ever replaced. Any thread.
 
+#include <array>
 #include <string>
+#include <string_view>
 
 #include "platform/FileCopier.h"
 #include "platform/FileMover.h"
 
 namespace cutstack {
+
+/// What may be in a folder that counts as empty: a Mac's notes on how it looks.
+inline constexpr std::array<std::string_view, 3> kNamesNotCounted = {".DS_Store", "Icon", "Icon\r"};
 
 /// Whether there is something at `path`, be it a link that leads nowhere.
 [[nodiscard]] bool somethingIsAt(const std::string& path);
@@ -22,8 +27,8 @@ namespace cutstack {
                                std::string& error);
 
 /// How a move ended. `copied`: the destination is whole on another file system, but the source, or
-/// a part of it, could not be removed.
-enum class MoveEnd { moved, copied, failed };
+/// a part of it, could not be removed. `failedForAnybody`: CopyEnd::failedForAnybody.
+enum class MoveEnd { moved, copied, failed, failedForAnybody };
 
 /// Moves what is at `source` to `destination`, where nothing may be; to another file system by a
 /// copy, and the source goes only when that is whole and on the disk. `error` is the reason for

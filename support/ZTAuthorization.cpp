@@ -1,8 +1,10 @@
 #include "support/ZTAuthorization.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <ctime>
+#include <filesystem>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -14,6 +16,20 @@
 namespace cutstack {
 
 namespace {
+
+/// The path and what else it may be written as: without detours, and without links on the way.
+/// `isContent` when what it leads to as a link is meant, and not the link.
+std::array<std::string, 3> spellingsOf(const std::string& path, bool isContent) {
+    const std::filesystem::path item = withoutSlashAtEnd(path);
+    const std::filesystem::path plain = withoutSlashAtEnd(item.lexically_normal().string());
+    std::error_code fault;
+    const bool isLink = std::filesystem::is_symlink(item, fault);
+    const std::filesystem::path whole =
+        isLink && !isContent && !path.ends_with('/')
+            ? std::filesystem::weakly_canonical(item.parent_path(), fault) / item.filename()
+            : std::filesystem::weakly_canonical(item, fault);
+    return {path, plain.string(), fault ? plain.string() : whole.string()};
+}
 
 /// Also true for a link that leads nowhere, whose name is taken as well.
 bool exists(const std::string& path) {
@@ -136,8 +152,11 @@ std::int32_t ZTAuthorization::authExecTask(const std::string& tool,
     return status.value_or(kNotExecuted);
 }
 
-bool ZTAuthorization::refusesSystemDirectory(const std::string& path, std::string_view line) {
-    if (!ZTLocalPaths::isPathSystemDirectory(path, true, services_.locations))
+bool ZTAuthorization::refusesSystemDirectory(const std::string& path, std::string_view line,
+                                             bool isContent) {
+    if (std::ranges::none_of(spellingsOf(path, isContent), [this](const std::string& spelling) {
+            return ZTLocalPaths::isPathSystemDirectory(spelling, true, services_.locations);
+        }))
         return false;
     logToConsole(line, {path});
     return true;
@@ -189,7 +208,7 @@ std::optional<std::vector<std::string>> ZTAuthorization::pathsInFolder(const std
 
 bool ZTAuthorization::authMoveFolderContents(const std::string& folder, const std::string& toPath) {
     if (refusesSystemDirectory(
-            folder, "Unable to move contents of path %@ because it is a system directory."))
+            folder, "Unable to move contents of path %@ because it is a system directory.", true))
         return false;
     const auto paths = pathsInFolder(folder);
     bool areAllStarted = paths.has_value();
@@ -200,7 +219,8 @@ bool ZTAuthorization::authMoveFolderContents(const std::string& folder, const st
 
 bool ZTAuthorization::authTrashFolderContents(const std::string& folder, bool deleteOnRootAccount) {
     if (refusesSystemDirectory(
-            folder, "Unable to trash folder contents of path %@ because it is a system directory."))
+            folder, "Unable to trash folder contents of path %@ because it is a system directory.",
+            true))
         return false;
     const auto paths = pathsInFolder(folder);
     if (!paths)

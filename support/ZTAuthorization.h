@@ -99,7 +99,8 @@ public:
 private:
     [[nodiscard]] bool isRoot() const { return services_.locations.environment.isRoot(); }
     void logToConsole(std::string_view format, std::initializer_list<FormatArgument> arguments);
-    [[nodiscard]] bool refusesSystemDirectory(const std::string& path, std::string_view line);
+    [[nodiscard]] bool refusesSystemDirectory(const std::string& path, std::string_view line,
+                                              bool isContent = false);
     [[nodiscard]] std::optional<std::vector<std::string>> pathsInFolder(const std::string& folder);
     [[nodiscard]] std::string freePathInTrash(const std::string& trash,
                                               const std::string& path) const;

@@ -45,9 +45,11 @@ bool copyUnlocked(const std::string& source, const std::string& destination, boo
                   const FileServices& at) {
     std::string error;
     const auto goOn = [](const CopyProgress&) { return true; };
-    if (copyItem(source, destination, at.copier, goOn, error) == CopyEnd::copied)
+    const CopyEnd end = copyItem(source, destination, at.copier, goOn, error);
+    if (end == CopyEnd::copied)
         return true;
-    return fallBack("Error copying file: %@. Authorizing...", error, shouldAuth, at,
+    const bool mayHelp = shouldAuth && end != CopyEnd::failedForAnybody;
+    return fallBack("Error copying file: %@. Authorizing...", error, mayHelp, at,
                     [&] { return at.privileged.copyFile(source, destination); });
 }
 
@@ -86,7 +88,7 @@ Paths trashMatching(const std::string& folder, const FileServices& at, Rule matc
 /// Removes the folder with the few things in it that do not count. Only these are named, so that
 /// nothing goes that has come meanwhile. Returns 0 or errno's number.
 int removeEmptyFolder(const std::string& folder) {
-    for (const std::string& name : namesInFolder(folder).value_or(Paths()))
+    for (const std::string_view name : kNamesNotCounted)
         if (std::remove(pathInFolder(folder, name).c_str()) != 0 && errno != ENOENT)
             return errno;
     return ::rmdir(folder.c_str()) == 0 ? 0 : errno;
@@ -102,7 +104,8 @@ bool ZTFileManager::moveFile(const std::string& path, const std::string& toPath,
     const MoveEnd end = moveItem(path, toPath, at.mover, at.copier, error);
     if (end == MoveEnd::moved)
         return true;
-    return fallBack("Error moving file: %@. Authorizing...", error, shouldAuth, at, [&] {
+    const bool mayHelp = shouldAuth && end != MoveEnd::failedForAnybody;
+    return fallBack("Error moving file: %@. Authorizing...", error, mayHelp, at, [&] {
         // Of a copy that is whole only the source is too much; moving would copy it once more.
         return end == MoveEnd::copied ? at.privileged.removeFile(path)
                                       : at.privileged.moveFile(path, toPath);

@@ -34,7 +34,9 @@ public:
 
     // --- With the fall-back. True when it was done, or when the privileged tool was started. A
     // failure leaves everything as it was, but for locks that were cleared; a tree whose removal
-    // failed may have lost a part.
+    // failed may have lost a part. What fails whatever the rights are, as on a full disk, is not
+    // handed on: the tools would leave half a copy. A copy that fails for a reason that rights do
+    // not change, such as a full disk, is not handed on.
 
     /// Clears the locks of `toPath` and of everything in its item of the source's name first;
     /// that the destination is unlocked and not the source is deliberate.

@@ -40,7 +40,8 @@ void logRefusal(const std::string& path, const TaskServices& at) {
 Process launched(const std::string& path, const ZTTask::Arguments& arguments, ChildStreams streams,
                  const TaskServices& at) {
     std::string error;
-    Process process = at.launcher.launch(at.tools.pathOfTool(path), arguments, streams, error);
+    Process process = at.launcher.launch(at.tools.pathOfTool(path),
+                                         at.tools.argumentsOfTool(path, arguments), streams, error);
     if (process == nullptr) {
         logRefusal(path, at);
         logLine(at.log, "%@ could not be started: %@", {path, error});

@@ -95,10 +95,9 @@ std::vector<char*> pointersTo(const std::vector<std::string>& words) {
     return pointers;
 }
 
-[[noreturn]] void becomeTracee(const std::vector<std::string>& arguments,
-                               const std::vector<std::string>& environment) {
-    const auto words = pointersTo(arguments);
-    const auto variables = pointersTo(environment);
+/// Between fork and exec of a program with threads nothing may be allocated.
+[[noreturn]] void becomeTracee(const std::vector<char*>& words,
+                               const std::vector<char*>& variables) {
     if (::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0 && ::raise(SIGSTOP) == 0)
         ::execve(words[0], words.data(), variables.data());
     ::_exit(126);
@@ -161,9 +160,11 @@ private:
 
 std::optional<TracedRun> runKilledAt(std::size_t point, const std::vector<std::string>& arguments,
                                      const std::vector<std::string>& environment) {
+    const auto words = pointersTo(arguments);
+    const auto variables = pointersTo(environment);
     const pid_t program = ::fork();
     if (program == 0)
-        becomeTracee(arguments, environment);
+        becomeTracee(words, variables);
     int status = 0;
     if (program < 0 || ::waitpid(program, &status, 0) != program || !WIFSTOPPED(status))
         return std::nullopt;

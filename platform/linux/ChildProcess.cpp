@@ -246,13 +246,6 @@ int takeHandle(pid_t process, Descriptor& handle) {
 
 class LinuxLauncher final : public ChildProcessLauncher {
 public:
-    /// A process that was started with this signal ignored would never learn how a child ended.
-    LinuxLauncher() {
-        struct sigaction action {};
-        if (sigaction(SIGCHLD, nullptr, &action) == 0 && action.sa_handler == SIG_IGN)
-            std::signal(SIGCHLD, SIG_DFL);
-    }
-
     std::shared_ptr<ChildProcess> launch(const std::string& path,
                                          const std::vector<std::string>& arguments,
                                          ChildStreams streams, std::string& error) override {

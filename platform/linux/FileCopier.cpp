@@ -160,7 +160,7 @@ private:
         const auto way = entriesOnTheWay(above);
         if (std::find(way.begin(), way.end(), folder) == way.end())
             return true;
-        fault = {source_.path, "A folder cannot be copied into itself"};
+        fault = {source_.path, "A folder cannot be copied into itself", true};
         return false;
     }
 
@@ -192,7 +192,7 @@ private:
     }
 
     static bool fail(PathFault& fault, const Place& place, int reason) {
-        fault = {place.path, wordingOf(reason)};
+        fault = PathFault::ofNumber(place.path, reason);
         return false;
     }
 
@@ -214,7 +214,9 @@ CopyEnd LinuxFileCopier::copy(const std::string& source, const std::string& dest
         return CopyEnd::cancelled;
     const bool isSource = fault.path.empty() || Place::at(source).path == fault.path;
     error = (isSource ? "" : fault.path + ": ") + fault.reason;
-    return report.isCancelled() ? CopyEnd::cancelled : CopyEnd::failed;
+    if (report.isCancelled())
+        return CopyEnd::cancelled;
+    return fault.isAnybodys ? CopyEnd::failedForAnybody : CopyEnd::failed;
 }
 
 const FileCopier& fileCopier() {

@@ -46,6 +46,8 @@ public:
     }
 
     bool setImmutable(const std::string& path, bool immutable) const override {
+        if (path.find('\0') != std::string::npos)
+            return false; // the system would take what is before it for the path
         const Descriptor file = openedFileOrFolder(path);
         const auto flags = flagsOf(file);
         if (!flags)

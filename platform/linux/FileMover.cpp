@@ -9,6 +9,8 @@ namespace cutstack {
 
 namespace {
 
+bool hasZeroByte(const std::string& path) { return path.find('\0') != std::string::npos; }
+
 int renameWhereNothingIs(const char* source, const char* destination) {
     struct stat status {};
     if (::lstat(destination, &status) == 0)
@@ -21,6 +23,8 @@ int renameWhereNothingIs(const char* source, const char* destination) {
 class KernelMover final : public FileMover {
 public:
     int rename(const std::string& source, const std::string& destination) const override {
+        if (hasZeroByte(source) || hasZeroByte(destination))
+            return EINVAL; // the system would take what is before it for the path
         if (::renameat2(AT_FDCWD, source.c_str(), AT_FDCWD, destination.c_str(),
                         RENAME_NOREPLACE) == 0)
             return 0;

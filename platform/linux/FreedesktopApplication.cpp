@@ -40,8 +40,10 @@ int appendOpen(sd_bus_message* message, const std::vector<std::string>& paths, b
     for (const std::string& path : paths)
         uris.push_back(fileUri(path));
     const int result = appendStrings(message, uris);
-    if (result < 0)
-        return result;
+    return result < 0 ? result : appendPlatformData(message, inBackground);
+}
+
+int appendPlatformData(sd_bus_message* message, bool inBackground) {
     return inBackground ? sd_bus_message_append(message, "a{sv}", 1, kWithoutActivation, "b", 1)
                         : sd_bus_message_append(message, "a{sv}", 0);
 }

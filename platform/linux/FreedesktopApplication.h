@@ -21,6 +21,10 @@ inline constexpr auto kApplicationInterface = "org.freedesktop.Application";
 [[nodiscard]] int appendOpen(sd_bus_message* message, const std::vector<std::string>& paths,
                              bool inBackground);
 
+/// Appends the last argument of all calls, the only one of Activate. Returns less than 0 on
+/// failure.
+[[nodiscard]] int appendPlatformData(sd_bus_message* message, bool inBackground);
+
 /// The files of a call of Open, as absolute paths. Nothing, with the reason in `error`, when one of
 /// them is not on this machine.
 [[nodiscard]] std::optional<std::vector<std::string>> readPaths(sd_bus_message* message,

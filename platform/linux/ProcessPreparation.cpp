@@ -16,6 +16,7 @@ void prepareProcess() {
     if (descriptor > STDERR_FILENO)
         close(descriptor);
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGCHLD, SIG_DFL);
 }
 
 } // namespace cutstack

@@ -42,13 +42,24 @@ bool isThere(const std::string& path, std::string& error) {
     return false;
 }
 
-BusMessage openCall(sd_bus* bus, const std::string& destination, const std::string& identifier,
-                    const std::string& path, LaunchOptions options, std::string& error) {
-    BusMessage call = newCall(bus, destination, applicationPath(identifier), kApplicationInterface,
-                              "Open", error);
+/// What an application is asked for: to open a file, or only to show itself.
+struct Wish {
+    std::string identifier;
+    std::string path; ///< empty for no file
+    LaunchOptions options;
+
+    [[nodiscard]] bool hasFile() const { return !path.empty(); }
+};
+
+BusMessage callFor(sd_bus* bus, const std::string& destination, const Wish& wish,
+                   std::string& error) {
+    BusMessage call = newCall(bus, destination, applicationPath(wish.identifier),
+                              kApplicationInterface, wish.hasFile() ? "Open" : "Activate", error);
     if (call == nullptr)
         return nullptr;
-    const int result = appendOpen(call.get(), {path}, options == LaunchOptions::withoutActivation);
+    const bool inBackground = wish.options == LaunchOptions::withoutActivation;
+    const int result = wish.hasFile() ? appendOpen(call.get(), {wish.path}, inBackground)
+                                      : appendPlatformData(call.get(), inBackground);
     if (result >= 0)
         return call;
     error = wordingOf(-result);
@@ -65,22 +76,22 @@ public:
 
     bool open(const std::string& path, const std::string& identifier, const std::string& executable,
               LaunchOptions options, std::string& error) override {
-        if (!isAbsolute(path, error))
+        if (!path.empty() && !isAbsolute(path, error))
             return false;
+        const Wish wish{identifier, path, options};
+        if (identifier.empty())
+            return start(executable, wish, error);
         Bus bus = openSessionBus(error);
         if (bus == nullptr)
             return false;
         if (const auto owner = ownerOf(bus.get(), identifier))
-            return openInRunning(std::move(bus), *owner, identifier, path, options, error);
+            return askRunning(std::move(bus), *owner, wish, error);
         if (isActivatable(bus.get(), identifier))
-            return activate(std::move(bus), identifier, path, options, error);
+            return activate(std::move(bus), wish, error);
         if (auto launch = launchedApplications().underWay(identifier))
-            return openWhenStarted(std::move(bus), std::move(launch), identifier, path, options,
-                                   error);
-        if (!executable.empty())
-            return start(executable, identifier, path, error);
-        error = "Nothing is known by which " + identifier + " could be started";
-        return false;
+            return !wish.hasFile() ||
+                   askWhenStarted(std::move(bus), std::move(launch), wish, error);
+        return start(executable, wish, error);
     }
 
     bool openWithPreferred(const std::string& path, std::string& error) override {
@@ -114,44 +125,40 @@ public:
     int becomeForegroundApplication() override { return 0; } // every program may have windows
 
 private:
-    static bool openInRunning(Bus bus, const NameOwner& owner, const std::string& identifier,
-                              const std::string& path, LaunchOptions options, std::string& error) {
+    static bool askRunning(Bus bus, const NameOwner& owner, const Wish& wish, std::string& error) {
         if (owner.userId != ::geteuid()) {
-            error = identifier + " is another user's";
+            error = wish.identifier + " is another user's";
             return false;
         }
-        BusMessage call = openCall(bus.get(), owner.uniqueName, identifier, path, options, error);
+        BusMessage call = callFor(bus.get(), owner.uniqueName, wish, error);
         return call != nullptr && beginCall(
                                       std::move(bus), std::move(call), [] {}, error);
     }
 
-    static bool activate(Bus bus, const std::string& identifier, const std::string& path,
-                         LaunchOptions options, std::string& error) {
-        BusMessage call = openCall(bus.get(), identifier, identifier, path, options, error);
+    static bool activate(Bus bus, const Wish& wish, std::string& error) {
+        BusMessage call = callFor(bus.get(), wish.identifier, wish, error);
         if (call == nullptr)
             return false;
         const auto launch = std::make_shared<const Launch>();
         if (!beginCall(
                 std::move(bus), std::move(call), [launch] { launch->end(); }, error))
             return false;
-        launchedApplications().remember(identifier, launch);
+        launchedApplications().remember(wish.identifier, launch);
         return true;
     }
 
     /// A second process of an application that is only just starting would find its name taken.
-    static bool openWhenStarted(Bus bus, std::shared_ptr<const Launch> launch,
-                                const std::string& identifier, const std::string& path,
-                                LaunchOptions options, std::string& error) {
+    static bool askWhenStarted(Bus bus, std::shared_ptr<const Launch> launch, const Wish& wish,
+                               std::string& error) {
         try {
-            std::thread([bus = std::move(bus), launch = std::move(launch), identifier, path,
-                         options]() mutable {
+            std::thread([bus = std::move(bus), launch = std::move(launch), wish]() mutable {
                 const auto deadline =
                     std::chrono::steady_clock::now() + LaunchedApplications::kStartTime;
                 std::string reason = "it did not start";
-                const auto owner = awaitOwner(bus.get(), identifier, *launch, deadline);
-                if (!owner ||
-                    !openInRunning(std::move(bus), *owner, identifier, path, options, reason))
-                    systemLog().log(identifier + " could not open " + path + ": " + reason);
+                const auto owner = awaitOwner(bus.get(), wish.identifier, *launch, deadline);
+                if (!owner || !askRunning(std::move(bus), *owner, wish, reason))
+                    systemLog().log(wish.identifier + " could not open " + wish.path + ": " +
+                                    reason);
             }).detach();
         } catch (const std::system_error& fault) {
             error = wordingOf(fault.code().value());
@@ -160,13 +167,21 @@ private:
         return true;
     }
 
-    static bool start(const std::string& executable, const std::string& identifier,
-                      const std::string& path, std::string& error) {
+    static bool start(const std::string& executable, const Wish& wish, std::string& error) {
+        if (executable.empty()) {
+            error = "Nothing is known by which " +
+                    (wish.identifier.empty() ? "it" : wish.identifier) + " could be started";
+            return false;
+        }
+        std::vector<std::string> arguments;
+        if (wish.hasFile())
+            arguments.push_back(wish.path);
         const auto launch = std::make_shared<const Launch>();
         if (!startDetached(
-                executable, {path}, [launch] { launch->end(); }, error))
+                executable, arguments, [launch] { launch->end(); }, error))
             return false;
-        launchedApplications().remember(identifier, launch);
+        if (!wish.identifier.empty())
+            launchedApplications().remember(wish.identifier, launch);
         return true;
     }
 };

@@ -12,6 +12,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr std::string_view kChown = "/usr/sbin/chown";
+
 /// What stands in for a tool: a helper of the program's own bundle, or the first of two places
 /// that the machine has.
 struct StandIn {
@@ -24,7 +26,7 @@ struct StandIn {
 constexpr StandIn kStandIns[] = {
     {"/bin/launchctl", "launchctl", {}, {}},
     {"/usr/bin/ditto", "ditto", {}, {}},
-    {"/usr/sbin/chown", {}, "/bin/chown", "/usr/bin/chown"},
+    {kChown, {}, "/bin/chown", "/usr/bin/chown"},
     {"/usr/bin/killall", {}, "/usr/bin/killall", "/bin/killall"},
 };
 
@@ -55,6 +57,15 @@ class LinuxToolPaths final : public ToolPaths {
 public:
     std::string pathOfTool(std::string_view tool) const override {
         return placeOfTool(tool, processEnvironment(), &existsHere);
+    }
+
+    std::vector<std::string> argumentsOfTool(std::string_view tool,
+                                             std::vector<std::string> arguments) const override {
+        // On a Mac the first group is called wheel. Here it has root's name; where there is a
+        // wheel, it is another one.
+        if (tool == kChown && !arguments.empty() && arguments.front() == "root:wheel")
+            arguments.front() = "root:root";
+        return arguments;
     }
 };
 

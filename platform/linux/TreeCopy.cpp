@@ -40,12 +40,13 @@ bool canBeCopied(const TreeItem& item, PathFault& fault) {
 }
 
 bool TreeCopy::failAtSource(const TreeItem& item) {
-    fault_ = {item.path, wordingOf(errno)};
+    fault_ = PathFault::ofNumber(item.path, errno);
     return false;
 }
 
 bool TreeCopy::failAtCopy(const TreeItem& item) {
-    fault_ = {names_.destination + item.path.substr(names_.source.size()), wordingOf(errno)};
+    fault_ =
+        PathFault::ofNumber(names_.destination + item.path.substr(names_.source.size()), errno);
     return false;
 }
 
@@ -88,7 +89,7 @@ bool TreeCopy::copyContent(const TreeItem& item, const Descriptor& source,
             return finishFile(item, source, before, target);
         before = after;
     }
-    fault_ = {item.path, "It kept changing while it was being copied"};
+    fault_ = {item.path, "It kept changing while it was being copied", true};
     return false;
 }
 
@@ -129,7 +130,7 @@ bool TreeCopy::copyLink(const TreeItem& item) {
 bool TreeCopy::enter(const TreeItem& folder) {
     // However the copy's own folder was reached, by a second mount for instance.
     if (!folder.isTop && identityOf(folder.status) == top_) {
-        fault_ = {folder.path, "A folder cannot be copied into itself"};
+        fault_ = {folder.path, "A folder cannot be copied into itself", true};
         return false;
     }
     const std::string& name = nameOf(folder);

@@ -114,7 +114,8 @@ private:
     }
 
     bool fail() {
-        fault_ = {path_, errno == ESTALE ? "It was moved meanwhile" : wordingOf(errno)};
+        fault_ = errno == ESTALE ? PathFault{path_, "It was moved meanwhile", true}
+                                 : PathFault::ofNumber(path_, errno);
         return false;
     }
 
@@ -126,6 +127,11 @@ private:
 };
 
 } // namespace
+
+PathFault PathFault::ofNumber(std::string path, int number) {
+    const bool isFull = number == ENOSPC || number == EDQUOT || number == EFBIG;
+    return {std::move(path), wordingOf(number), isFull};
+}
 
 bool walkTree(const Descriptor& parent, const std::string& name, const std::string& path,
               TreeVisitor& visitor, PathFault& fault) {

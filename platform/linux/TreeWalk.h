@@ -16,6 +16,10 @@ namespace cutstack {
 struct PathFault {
     std::string path;
     std::string reason;
+    bool isAnybodys = false; ///< more rights do not help
+
+    /// The fault with errno's `number`.
+    [[nodiscard]] static PathFault ofNumber(std::string path, int number);
 };
 
 /// Something that a walk has come to.

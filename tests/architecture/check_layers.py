@@ -4,7 +4,8 @@
 - a file includes only files of its own folder or of folders below it;
 - no library links itself in a circle, also where two folders use each other;
 - the comparison engine reaches no file, no log, no clock and no setting;
-- only platform/linux includes headers that other systems don't have.
+- only platform/linux includes headers that other systems don't have;
+- no two headers define different types of the same name: the linker would take one for both.
 
     check_layers.py ROOT
 """
@@ -30,6 +31,8 @@ IMPURE = ["support_files", "support_log", "support_paths", "support_defaults", "
 LINUX_ONLY = re.compile(r"<(systemd/|linux/|sys/(inotify|epoll|eventfd|signalfd|sendfile|xattr|"
                         r"prctl|memfd|vfs|capability|sysinfo)|uuid/)")
 INCLUDE = re.compile(r'^\s*#\s*include\s+(["<][^">]+[">])', re.MULTILINE)
+NAMESPACE = re.compile(r"^namespace ([\w:]+) \{", re.MULTILINE)
+TYPE = re.compile(r"^(?:class|struct) (\w+)[^;{]*\{", re.MULTILINE)
 LIBRARY = re.compile(r"cutstack_library\((\w+)([^)]*)\)")
 
 
@@ -50,6 +53,20 @@ def wrong_includes(root):
                 yield "%s includes %s, which only Linux has" % (shown, include)
             if include.startswith('"platform/linux/') and folder != "platform":
                 yield "%s reaches behind the platform interfaces: %s" % (shown, include)
+
+
+def types_twice(root):
+    owners = {}
+    for _, path in sources(root):
+        text = path.read_text(encoding="utf-8")
+        namespace = NAMESPACE.search(text)
+        if path.suffix != ".h" or not namespace:
+            continue
+        for name in TYPE.findall(text):
+            full = "%s::%s" % (namespace.group(1), name)
+            shown = path.relative_to(root)
+            if owners.setdefault(full, shown) != shown:
+                yield "%s and %s both define %s" % (owners[full], shown, full)
 
 
 def wrong_links(root):
@@ -85,7 +102,7 @@ def reached_from(links, known):
 
 def main():
     root = Path(sys.argv[1])
-    faults = [*wrong_includes(root), *wrong_links(root)]
+    faults = [*wrong_includes(root), *types_twice(root), *wrong_links(root)]
     print("\n".join(faults))
     sys.exit(bool(faults))
 

@@ -74,6 +74,39 @@ TEST(DesktopTest, AnEditorIsStartedFromItsExecutableAndWaitedFor) {
     EXPECT_EQ(answerTo(fourCharCode("quit")), "open=list[utf8(argument /a b.fcp) ] ");
 }
 
+TEST(DesktopTest, AnApplicationIsStartedAndShownWithoutAFile) {
+    std::string error;
+    const auto show = [&](const std::string& identifier, const std::string& executable,
+                          LaunchOptions options = LaunchOptions::launchDefault) {
+        return desktop().open("", identifier, executable, options, error);
+    };
+    const auto quit = fourCharCode("quit");
+    {
+        const PrivateBus bus;
+        ASSERT_TRUE(show(kEditor, CUTSTACK_EDITOR)) << error;
+        ASSERT_TRUE(show(kEditor, "/nonexistent")) << "it is starting already: " << error;
+        EXPECT_EQ(answerTo(fourCharCode("none")), "open=list() ");
+        ASSERT_TRUE(show(kEditor, "", LaunchOptions::withoutActivation)) << error;
+        std::string opened;
+        for (int i = 0; i < 10'000 && opened.find("shown") == std::string::npos; ++i)
+            opened = answerTo(fourCharCode("none"));
+        EXPECT_EQ(answerTo(quit), "open=list[utf8(shown in the background) ] ");
+    }
+    {
+        const PrivateBus bus(Activatable{{kEditor, CUTSTACK_EDITOR}});
+        ASSERT_TRUE(show(kEditor, "/nonexistent")) << error;
+        EXPECT_EQ(answerTo(quit), "open=list[utf8(shown) ] ");
+    }
+    const NoBus noBus;
+    const TemporaryFolder folder;
+    const std::string fifo = folder / "said";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    ASSERT_TRUE(show("", script(folder, "echo \"$#\" >'" + fifo + "'\n"))) << error;
+    EXPECT_EQ(lineOf(fifo), "0\n");
+    EXPECT_FALSE(show("", ""));
+    EXPECT_FALSE(show("", "/nonexistent"));
+}
+
 TEST(DesktopTest, AnEditorThatIsStartingIsNotStartedAgain) {
     const PrivateBus bus;
     std::string error;

@@ -27,6 +27,8 @@ int main(int argc, char** argv) {
             EventStatus::noError, {{fourCharCode("open"), EventDescriptor::ofList(opened)}}, {}};
     };
     handlers.open = [&](const std::vector<std::string>& paths, bool inBackground) {
+        if (paths.empty())
+            open(inBackground ? "shown in the background" : "shown");
         for (const std::string& path : paths)
             open((inBackground ? "background " : "front ") + path);
     };

@@ -84,7 +84,7 @@ protected:
                              const FileCopier::Observer& observer = goesOn) {
         std::string error;
         const CopyEnd end = kCopier.copy(source, destination, observer, error);
-        if (end == CopyEnd::failed)
+        if (end == CopyEnd::failed || end == CopyEnd::failedForAnybody)
             return error.empty() ? "failed without a reason" : error;
         EXPECT_EQ(error, "");
         return end == CopyEnd::copied ? "" : "cancelled";
@@ -519,6 +519,8 @@ TEST_F(SmallFileSystemTest, AFullOneHasNothingOfTheCopy) {
     writeContent(large, std::string(3 << 20, 'x'));
     EXPECT_EQ(endOf(large, target_), target_ + ": " + wordingOf(ENOSPC));
     EXPECT_EQ(endOf(root_ / "tree", target_), target_ + "/closed/large: " + wordingOf(ENOSPC));
+    std::string error;
+    EXPECT_EQ(kCopier.copy(large, target_, goesOn, error), CopyEnd::failedForAnybody);
     EXPECT_EQ(namesInTarget(), std::vector<std::string>());
 }
 

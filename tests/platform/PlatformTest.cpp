@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
 #include <sstream>
@@ -11,6 +12,7 @@
 
 #include "platform/ModuleLoader.h"
 #include "platform/ProcessEnvironment.h"
+#include "platform/ProcessPreparation.h"
 #include "platform/ProgramStarter.h"
 #include "platform/SystemInformation.h"
 #include "platform/SystemLog.h"
@@ -52,6 +54,19 @@ TEST(ProgramStarter, LeaksNoDescriptor) {
     const std::string script = "[ ! -e /proc/self/fd/" + std::to_string(leaky) + " ]";
     EXPECT_EQ(programStarter().run("/bin/sh", {"-c", script}).exitStatus, 0);
     close(leaky);
+}
+
+TEST(ProcessPreparation, TheEndsOfProgramsAreLearned) {
+    const pid_t process = fork();
+    ASSERT_GE(process, 0);
+    if (process == 0) {
+        std::signal(SIGCHLD, SIG_IGN);
+        prepareProcess();
+        _exit(programStarter().run("/bin/false", {}).exitStatus.value_or(-1));
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(process, &status, 0), process);
+    EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, 1);
 }
 
 TEST(SystemLog, LinesOfThreadsAndProcessesStayWhole) {

@@ -65,5 +65,17 @@ TEST(ToolPaths, TheseOfTheBuildAreInItsBundle) {
     EXPECT_EQ(toolPaths().pathOfTool("/bin/chmod"), "/bin/chmod");
 }
 
+TEST(ToolPaths, TheFirstGroupHasItsNameOfThisSystem) {
+    using Arguments = std::vector<std::string>;
+    const auto arguments = [](const char* tool, const Arguments& given) {
+        return toolPaths().argumentsOfTool(tool, given);
+    };
+    EXPECT_EQ(arguments("/usr/sbin/chown", {"root:wheel", "root:wheel"}),
+              (Arguments{"root:root", "root:wheel"}));
+    EXPECT_EQ(arguments("/usr/sbin/chown", {"anna:wheel", "/a"}), (Arguments{"anna:wheel", "/a"}));
+    EXPECT_EQ(arguments("/usr/sbin/chown", {}), Arguments());
+    EXPECT_EQ(arguments("/bin/chmod", {"root:wheel"}), Arguments{"root:wheel"});
+}
+
 } // namespace
 } // namespace cutstack

@@ -23,13 +23,14 @@ namespace cutstack {
 /// Copies for real, a step before and one behind the copy; fails with `failure` when there is one.
 struct FakeCopier final : FileCopier {
     std::string failure;
+    CopyEnd failureEnd = CopyEnd::failed;
     std::function<void()> duringCopy = [] {};
 
     CopyEnd copy(const std::string& source, const std::string& destination,
                  const Observer& observer, std::string& error) const override {
         error = failure;
         if (!failure.empty())
-            return CopyEnd::failed;
+            return failureEnd;
         CopyProgress progress{0, 10, 0, 1, source};
         if (!observer(progress))
             return CopyEnd::cancelled;

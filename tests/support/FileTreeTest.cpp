@@ -16,15 +16,15 @@ namespace fs = std::filesystem;
 using Paths = std::vector<std::string>;
 
 /// Keeps what it came to, a folder that was left with a "/", one that stayed closed with a "!".
-struct RecordingVisitor final : TreeVisitor {
+struct RecordingVisitor final : FileTreeVisitor {
     Paths paths;
     std::function<int(const std::string&)> atVisit = [](const std::string&) { return 0; };
 
-    int visit(const TreeItem& item) override {
+    int visit(const FileTreeItem& item) override {
         paths.push_back(item.path);
         return atVisit(item.path);
     }
-    int leave(const TreeItem& item, int fault) override {
+    int leave(const FileTreeItem& item, int fault) override {
         paths.push_back(item.path + (fault == 0 ? "/" : "!"));
         return 0;
     }

@@ -190,6 +190,28 @@ TEST(ZTAuthorization, RefusesBeforeAnythingRuns) {
     }
 }
 
+TEST(ZTAuthorization, RefusesSystemDirectoriesHoweverTheyAreWritten) {
+    Situation situation;
+    ZTAuthorization authorization(true, situation.services);
+    const std::string home = situation.folder / "anna";
+    fs::create_directories(home + "/Library");
+    fs::create_directory_symlink(home, situation.folder / "way");
+    fs::create_directory_symlink(home + "/Library", situation.folder / "link");
+    for (const std::string& path :
+         {std::string("//"), std::string("/Library/"), std::string("/Library//"),
+          std::string("/tmp/../Library"), std::string("/./Library/."), home + "/Library/",
+          situation.folder / "way/Library", situation.folder / "way/Library/",
+          situation.folder / "link/"}) {
+        EXPECT_FALSE(authorization.authRemoveFile(path)) << path;
+        EXPECT_FALSE(authorization.authMoveFile(path, "/b")) << path;
+    }
+    EXPECT_FALSE(authorization.authTrashFolderContents(situation.folder / "link"));
+    EXPECT_FALSE(authorization.authMoveFolderContents(situation.folder / "link", "/b"));
+    EXPECT_TRUE(situation.privileges.run_.empty());
+    EXPECT_TRUE(authorization.authRemoveFile(situation.folder / "link")) << "only the link goes";
+    EXPECT_TRUE(authorization.authRemoveFile(home + "/Library/one"));
+}
+
 TEST(ZTAuthorization, AWindowlessRunAsksNobody) {
     Situation situation;
     ZTAuthorization authorization(false, situation.services);

@@ -166,6 +166,27 @@ TEST_F(ZTFileManagerTest, ASourceThatCannotGoKeepsItsCopy) {
     fs::permissions(path("source/locked"), fs::perms(0777));
 }
 
+TEST_F(ZTFileManagerTest, WhatRightsDoNotChangeIsNotHandedOn) {
+    copier.failure = "No space left on device";
+    copier.failureEnd = CopyEnd::failedForAnybody;
+    mover.fault = EXDEV;
+    file("folder/source");
+    EXPECT_FALSE(ZTFileManager::copyFile(path("folder"), path("copy"), true, at));
+    EXPECT_FALSE(ZTFileManager::moveFile(path("folder"), path("copy"), true, at));
+    EXPECT_FALSE(
+        ZTFileManager::copyContentsOfDirectory(path("folder"), path("to"), seconds(9), at));
+    copier.failure.clear();
+    EXPECT_FALSE(ZTFileManager::copyFile(path("folder"), path("folder/copy"), true, at));
+    mover.fault = 0;
+    EXPECT_FALSE(ZTFileManager::moveFile(path("folder"), path("folder/copy"), true, at));
+    EXPECT_EQ(privileged.asked, Lines());
+    EXPECT_EQ(logged(), (Lines{"Error copying file: No space left on device. Authorizing...",
+                               "Error moving file: No space left on device. Authorizing...",
+                               "Error copying file: No space left on device. Authorizing...",
+                               "Error copying file: Invalid argument. Authorizing...",
+                               "Error moving file: Invalid argument. Authorizing..."}));
+}
+
 TEST_F(ZTFileManagerTest, NothingIsCopiedIntoItself) {
     file("folder/file");
     fs::create_directory(path("folder/sub"));
@@ -317,6 +338,56 @@ TEST_F(ZTFileManagerTest, RemovesFoldersOfNoContent) {
         EXPECT_EQ(exists(path(each.name)), wasThere && !each.goes) << each.name;
     }
     EXPECT_TRUE(privileged.asked.empty());
+}
+
+/// Has something come into the folder when its lock is cleared.
+struct BusyFlags final : FileFlags {
+    std::string comes;
+
+    bool isImmutable(const std::string&) const override { return false; }
+    bool setImmutable(const std::string&, bool) const override {
+        writeContent(comes, "new");
+        return true;
+    }
+};
+
+TEST_F(ZTFileManagerTest, WhatComesIntoAnEmptyFolderStays) {
+    file("folder/.DS_Store");
+    BusyFlags busy;
+    busy.comes = path("folder/new");
+    const FileServices services{copier,
+                                mover,
+                                busy,
+                                metadata,
+                                trash,
+                                events,
+                                mainThread,
+                                steady,
+                                privileged,
+                                log,
+                                at.runTool,
+                                at.isFilePackage,
+                                at.registerApplication};
+    EXPECT_FALSE(ZTFileManager::removeFolderIfEmpty(path("folder"), services));
+    EXPECT_EQ(contentOf(path("folder/new")), "new");
+    EXPECT_EQ(logged(), Lines{"Error removing file: Directory not empty. Authorizing..."});
+    EXPECT_TRUE(privileged.asked.empty());
+}
+
+TEST_F(ZTFileManagerTest, APathEndsAtNoZeroByte) {
+    const std::string folderPath = path("folder");
+    const std::string filePath = file("file");
+    fs::create_directory(folderPath);
+    const std::string behind("\0x", 2);
+    EXPECT_TRUE(ZTFileManager::removeFile(filePath + behind, false, at)) << "nothing is there";
+    EXPECT_TRUE(ZTFileManager::trashFile(filePath + behind, false, at));
+    EXPECT_EQ(removeItem(filePath + behind), EINVAL);
+    EXPECT_FALSE(ZTFileManager::moveFile(filePath + behind, path("to"), false, at));
+    EXPECT_FALSE(ZTFileManager::moveFile(filePath, path("to") + behind, false, at));
+    EXPECT_FALSE(ZTFileManager::removeFolderIfEmpty(folderPath + behind, at));
+    EXPECT_FALSE(ZTFileManager::createDirectory(path("to") + behind, false, at));
+    EXPECT_FALSE(fileFlags().setImmutable(filePath + behind, false));
+    EXPECT_TRUE(exists(filePath) && exists(folderPath) && !exists(path("to")));
 }
 
 TEST_F(ZTFileManagerTest, RebuildsFoldersBelowADestination) {

@@ -396,6 +396,21 @@ TEST_F(ZTTaskTest, AnAsynchronousToolThatDoesNotStartIsAtItsEnd) {
     EXPECT_EQ(console_.messages(), lines);
 }
 
+TEST_F(ZTTaskTest, RootGivesFilesToRootAndItsGroup) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root may give files away";
+    const TaskServices services{childProcessLauncher(), mainThreadQueue(), toolPaths(), log_};
+    const std::string file = folder_ / "file";
+    writeContent(file, "");
+    ASSERT_EQ(chown(file.c_str(), 1, 1), 0);
+    EXPECT_EQ(
+        ZTTask::terminationCodeFromTask("/usr/sbin/chown", {"root:wheel", file}, nullptr, services),
+        0);
+    struct stat status {};
+    ASSERT_EQ(stat(file.c_str(), &status), 0);
+    EXPECT_EQ(status.st_uid + status.st_gid, 0U);
+}
+
 TEST_F(ZTTaskTest, WorksTheSameOnStandIns) {
     FakeChildProcessLauncher launcher;
     FakeMainThreadQueue queue;

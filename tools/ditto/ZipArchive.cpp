@@ -34,7 +34,7 @@ bool isUtf8(const std::string& text) {
 }
 
 /// Writes the items of a walk into an archive.
-class ZipWriter final : public TreeVisitor {
+class ZipWriter final : public FileTreeVisitor {
 public:
     /// `top` is the walk's, `name` that of its top in the archive; empty for none.
     ZipWriter(std::string top, std::string name, const ArchiveFile& file)
@@ -44,20 +44,20 @@ public:
     /// Writes the archive's end.
     [[nodiscard]] bool close();
 
-    int visit(const TreeItem& item) override;
-    int leave(const TreeItem& folder, int fault) override {
+    int visit(const FileTreeItem& item) override;
+    int leave(const FileTreeItem& folder, int fault) override {
         return fault == 0 || fault == ENOENT ? 0 : fail(folder, wordingOf(fault));
     }
 
     [[nodiscard]] const std::string& error() const { return error_; }
 
 private:
-    [[nodiscard]] std::string nameInArchive(const TreeItem& item) const;
-    int fail(const TreeItem& item, const std::string& reason);
-    int failByArchive(const TreeItem& item);
-    int addFile(const TreeItem& item, archive_entry* entry);
-    int addLink(const TreeItem& item, archive_entry* entry);
-    int addContent(const TreeItem& item, int file, std::int64_t size);
+    [[nodiscard]] std::string nameInArchive(const FileTreeItem& item) const;
+    int fail(const FileTreeItem& item, const std::string& reason);
+    int failByArchive(const FileTreeItem& item);
+    int addFile(const FileTreeItem& item, archive_entry* entry);
+    int addLink(const FileTreeItem& item, archive_entry* entry);
+    int addContent(const FileTreeItem& item, int file, std::int64_t size);
 
     const std::string top_;
     const std::string name_;
@@ -85,23 +85,23 @@ bool ZipWriter::close() {
     return false;
 }
 
-std::string ZipWriter::nameInArchive(const TreeItem& item) const {
+std::string ZipWriter::nameInArchive(const FileTreeItem& item) const {
     if (item.path.empty() || name_.empty())
         return item.path.empty() ? name_ : item.path;
     return pathInFolder(name_, item.path);
 }
 
-int ZipWriter::fail(const TreeItem& item, const std::string& reason) {
+int ZipWriter::fail(const FileTreeItem& item, const std::string& reason) {
     error_ = (item.path.empty() ? top_ : pathInFolder(top_, item.path)) + ": " + reason;
     return EIO;
 }
 
-int ZipWriter::failByArchive(const TreeItem& item) {
+int ZipWriter::failByArchive(const FileTreeItem& item) {
     return fail(item, std::string("could not be put into the archive: ") +
                           archive_error_string(archive_.get()));
 }
 
-int ZipWriter::visit(const TreeItem& item) {
+int ZipWriter::visit(const FileTreeItem& item) {
     const std::string name = nameInArchive(item);
     if (name.empty() || file_.isMeantBy(item.status))
         return 0;
@@ -122,7 +122,7 @@ int ZipWriter::visit(const TreeItem& item) {
                                                                            : failByArchive(item);
 }
 
-int ZipWriter::addFile(const TreeItem& item, archive_entry* entry) {
+int ZipWriter::addFile(const FileTreeItem& item, archive_entry* entry) {
     // Not waiting, should a pipe have taken the file's place.
     const int file =
         ::openat(item.folder, item.name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
@@ -143,7 +143,7 @@ int ZipWriter::addFile(const TreeItem& item, archive_entry* entry) {
 }
 
 /// As many bytes as the file had when it was opened; one that grows is cut off there.
-int ZipWriter::addContent(const TreeItem& item, int file, std::int64_t size) {
+int ZipWriter::addContent(const FileTreeItem& item, int file, std::int64_t size) {
     while (size > 0) {
         const auto wanted = std::min(bytes_.size(), static_cast<std::size_t>(size));
         const ssize_t count = ::read(file, bytes_.data(), wanted);
@@ -161,7 +161,7 @@ int ZipWriter::addContent(const TreeItem& item, int file, std::int64_t size) {
     return 0;
 }
 
-int ZipWriter::addLink(const TreeItem& item, archive_entry* entry) {
+int ZipWriter::addLink(const FileTreeItem& item, archive_entry* entry) {
     const ssize_t length =
         ::readlinkat(item.folder, item.name.c_str(), bytes_.data(), bytes_.size());
     if (length < 0)
