@@ -146,6 +146,7 @@ TEST_F(CutstackctlCommands, AdvisesAboutLargeProjects) {
 TEST_F(CutstackctlCommands, AddingAtTheSameTimeLosesNothing) {
     constexpr int kProcesses = 4;
     std::vector<std::thread> threads;
+    threads.reserve(kProcesses);
     for (int i = 0; i < kProcesses; ++i)
         threads.emplace_back([this, i] {
             writeContent(project(std::to_string(i)), "project");
@@ -276,8 +277,8 @@ TEST_F(CutstackctlCommands, TellsHowEverythingStands) {
               "        Three\n"
               "        Four\n");
     const std::string json = run({"status", "--json"}).output;
-    for (const char* part : {"\"missing\":1", "\"process\":\"4711\"", "\"bytes\":2048",
-                             "\"started\":\"2026-11-20 14:03:12 +0000\""})
+    for (const char* part : {R"("missing":1)", R"("process":"4711")", R"("bytes":2048)",
+                             R"("started":"2026-11-20 14:03:12 +0000")"})
         EXPECT_TRUE(holds(json, part)) << json;
     EXPECT_NE(contentOf(logs).find("Four"), std::string::npos) << "the program's log was rotated";
 }
