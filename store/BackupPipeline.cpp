@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <compare>
+#include <filesystem>
 #include <limits>
 
 #include <fcntl.h>
@@ -70,8 +70,19 @@ std::string textForKey(const PropertyList& entry, std::string_view key) {
     return text == nullptr ? std::string() : *text;
 }
 
-bool isListed(const std::vector<std::string>& paths, const std::string& path) {
-    return std::find(paths.begin(), paths.end(), path) != paths.end();
+/// The path by which the editor has the project open; nothing when it has not. The editor tells
+/// where a file really is, so a project that is watched through a linked folder is looked for
+/// there.
+std::optional<std::string> openPathOf(const std::string& project,
+                                      const std::vector<std::string>& openProjects) {
+    std::error_code fault;
+    const std::string folder =
+        std::filesystem::weakly_canonical(std::filesystem::path(project).parent_path(), fault);
+    for (const std::string& path : {project, pathInFolder(folder, fileNameOf(project))}) {
+        if (std::find(openProjects.begin(), openProjects.end(), path) != openProjects.end())
+            return path;
+    }
+    return std::nullopt;
 }
 
 } // namespace
@@ -110,11 +121,16 @@ std::optional<PropertyList::Array> BackupPipeline::watchList(const BackupSetting
 bool BackupPipeline::processEntry(const PropertyList& entry, const BackupSettings& settings,
                                   const std::vector<std::string>& openProjects) {
     const std::string listed = textForKey(entry, "path");
-    const std::string project = services_.expandTilde(listed);
-    if (project.empty() || !isListed(openProjects, project))
+    const std::string expanded = services_.expandTilde(listed);
+    const auto openPath = expanded.empty() ? std::nullopt : openPathOf(expanded, openProjects);
+    if (!openPath)
         return false;
+    const std::string& project = *openPath;
     const std::string folder = pathInFolder(settings.storagePath, fileNameOf(project));
-    BackupRequest request{.project = listed, .folder = folder, .number = 1, .sequence = {}};
+    BackupRequest request{.project = project == expanded ? listed : project,
+                          .folder = folder,
+                          .number = 1,
+                          .sequence = {}};
     request.sequence = textForKey(entry, "selectedUUID");
     const auto last = lastBackupFile(folder);
     if (last) {
@@ -194,11 +210,11 @@ void BackupPipeline::autosaveOpenProjects() {
         const std::string* const listed = element.asString();
         if (listed == nullptr)
             throw Exception("NSInvalidArgumentException", "the watch list entry is not a path");
-        const std::string project = services_.expandTilde(*listed);
-        if (!isListed(*openProjects, project))
+        const auto project = openPathOf(services_.expandTilde(*listed), *openProjects);
+        if (!project)
             continue;
-        services_.log.appendLog("Autosaving %@...", project);
-        services_.editor.saveProject(project);
+        services_.log.appendLog("Autosaving %@...", *project);
+        services_.editor.saveProject(*project);
     }
 }
 

@@ -4,7 +4,9 @@
 #include <cstdint>
 #include <sys/stat.h>
 
+#include "store/VersionNames.h"
 #include "support/FolderListing.h"
+#include "support/Unicode.h"
 #include "support/ZTException.h"
 
 namespace cutstack {
@@ -39,6 +41,18 @@ std::vector<DatedFile> filesOf(const std::string& folder) {
     return files;
 }
 
+bool isNumberedCopy(const DatedFile& file) {
+    const std::string extension = caseFolded(pathExtension(file.name));
+    return (extension == "fcp" || extension == "xml") && versionNumberOfFile(file.name) > 0;
+}
+
+/// Whether a folder of the store is a project's. A person may have chosen a folder for the store in
+/// which other things lie, too.
+bool isProjectFolder(const std::string& name, const std::vector<DatedFile>& files) {
+    return caseFolded(pathExtension(name)) == "fcp" ||
+           std::any_of(files.begin(), files.end(), isNumberedCopy);
+}
+
 } // namespace
 
 std::vector<FolderPlan> Retention::plan(const std::string& root,
@@ -52,7 +66,10 @@ std::vector<FolderPlan> Retention::plan(const std::string& root,
         const std::string folder = pathInFolder(root, name);
         if (!isRealFolder(folder))
             continue;
-        plans.push_back({folder, planRetention(filesOf(folder), rules, time)});
+        const std::vector<DatedFile> files = filesOf(folder);
+        if (!isProjectFolder(name, files))
+            continue;
+        plans.push_back({folder, planRetention(files, rules, time)});
         if (plans.back().plan.endsRun)
             break;
     }

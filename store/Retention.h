@@ -1,8 +1,9 @@
 #pragma once
 
 // Keeps the version store from growing without bound: goes through its project folders and removes
-// what RetentionPlan says. Only files that lie in a real folder of the store are touched: a
-// project folder that is a link to elsewhere, and folders within one, are passed over. One thread.
+// what RetentionPlan says. Only files that lie in a real project folder are touched: one that is a
+// link to elsewhere, folders within one, and folders of the store that hold no copies and are not
+// named like a project are passed over. One thread.
 
 #include <string>
 #include <vector>

@@ -209,6 +209,16 @@ TEST_F(BackupPipelineTest, ReadsNeitherSettingsNorProjectsThatAreNotThere) {
     EXPECT_EQ(retentionRuns_, 1) << "a list that cannot be converted ends the run";
 }
 
+TEST_F(BackupPipelineTest, AProjectIsFoundThroughALinkedFolder) {
+    save(folder_ / "Disk/Promo.fcp", "one", 1);
+    fs::create_directory_symlink("Disk", folder_ / "Films");
+    settings_.filelist = {PropertyList::Dictionary{{"path", "~/Films/Promo.fcp"}}};
+    editor_.openProjects = Names{fs::canonical(folder_.path()) / "Disk/Promo.fcp"};
+    process();
+    EXPECT_EQ(copies("Promo.fcp"), (Names{"Promo.00001.fcp", "Promo.00001.xml"}));
+    EXPECT_EQ(editor_.asked, Names{"project " + editor_.openProjects->front()});
+}
+
 TEST_F(BackupPipelineTest, FilesThatAreNoProjectsAreLeftOut) {
     watch("notes.txt");
     watch("Typed");

@@ -119,6 +119,10 @@ TEST_F(RetentionTest, OnlyFilesOfProjectFoldersCountAndGo) {
     put("Versions/P.fcp/.hidden", 9);
     put("Versions/P.fcp/0 folder/kept", 9);
     put("Versions/file beside projects", 9);
+    put("Versions/Documents/a letter.xml", 9);
+    put("Versions/Documents/a table.xml", 0);
+    put("Versions/Typed/Typed.00001.fcp", 9);
+    put("Versions/Typed/Typed.00002.fcp", 0);
     put("Elsewhere/1", 9);
     put("Elsewhere/2", 9);
     put("Elsewhere/3", 0);
@@ -131,6 +135,8 @@ TEST_F(RetentionTest, OnlyFilesOfProjectFoldersCountAndGo) {
     EXPECT_EQ(names("Elsewhere").size(), 3U);
     EXPECT_EQ(names("Versions/P.fcp/0 folder"), Names{"kept"});
     EXPECT_TRUE(fs::exists(folder_ / "Versions/file beside projects"));
+    EXPECT_EQ(names("Versions/Documents").size(), 2U) << "not a project's";
+    EXPECT_EQ(names("Versions/Typed"), Names{"Typed.00002.fcp"});
 }
 
 TEST_F(RetentionTest, AStoreMayBeALinkAndNeedNotBeThere) {
