@@ -247,13 +247,22 @@ bool ZTAuthorization::removeAll(const std::vector<std::string>& paths) {
     return areAllStarted;
 }
 
-std::string ZTAuthorization::freePathInTrash(const std::string& trash,
-                                             const std::string& path) const {
-    std::string destination = pathInFolder(trash, fileNameOf(withoutSlashAtEnd(path)));
-    if (!exists(destination))
-        return destination;
-    return std::string(withoutPathExtension(destination)) +
-           formatString("_%@.%@", {timeMark(services_.clock), pathExtension(destination)});
+std::string ZTAuthorization::freePathInTrash(const std::string& trash, const std::string& path) {
+    const std::string wanted = pathInFolder(trash, fileNameOf(withoutSlashAtEnd(path)));
+    const std::string marked =
+        std::string(withoutPathExtension(wanted)) + "_" + timeMark(services_.clock);
+    const std::string_view extension = pathExtension(wanted);
+    // A tool that has been started may not have come to its move yet, which would replace.
+    const std::lock_guard lock(namesGuard_);
+    const auto isTaken = [this](const std::string& name) {
+        return exists(name) || namesInTrash_.contains(name);
+    };
+    std::string name = wanted;
+    for (int number = 1; isTaken(name); ++number)
+        name = number == 1 ? formatString("%@.%@", {marked, extension})
+                           : formatString("%@ %i.%@", {marked, number, extension});
+    namesInTrash_.insert(name);
+    return name;
 }
 
 bool ZTAuthorization::authTrashFile(const std::string& path, bool deleteOnRootAccount) {

@@ -297,6 +297,19 @@ TEST(ZTAuthorization, TrashesUnderAFreeName) {
     }
 }
 
+TEST(ZTAuthorization, NothingInTheTrashIsReplacedByWhatFollowsAtOnce) {
+    Situation situation;
+    const std::string trash = situation.folder / "anna/.Trash/";
+    ZTAuthorization authorization(true, situation.services);
+    for (const char* folder : {"/x", "/y", "/z"})
+        EXPECT_TRUE(authorization.authTrashFile(std::string(folder) + "/Promo.fcp"));
+    EXPECT_EQ(
+        situation.privileges.run_,
+        (Commands{{"/bin/mv", "-f", "/x/Promo.fcp", trash + "Promo.fcp", "&"},
+                  {"/bin/mv", "-f", "/y/Promo.fcp", trash + "Promo_20100314170509.fcp", "&"},
+                  {"/bin/mv", "-f", "/z/Promo.fcp", trash + "Promo_20100314170509 2.fcp", "&"}}));
+}
+
 TEST(ZTAuthorization, RootTrashesForTheUserAtTheConsole) {
     struct Case {
         std::optional<std::string> userAtDesk;
