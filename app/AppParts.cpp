@@ -69,7 +69,7 @@ LaunchdJobsServices AppParts::jobsServices() {
             .log = options_.log,
             .launchd = launchd_,
             .hasRows = options_.hasRows,
-            .watchedPaths = [this] { return watchList_.expandPaths(watchList_.fileArray()); },
+            .watchedPaths = [this] { return watchList_.watchedPaths(); },
             .editorMajorVersion =
                 [] { return ZTAppleEvents::finalCutProMajorVersion(EditorServices::ofProcess()); },
             .currentExePath = [this] { return options_.executablePath; }};

@@ -13,7 +13,7 @@ public:
 
     [[nodiscard]] std::int64_t of(std::string_view key, std::int64_t fallback) const {
         const PropertyList* const value = file_.valueForKey(key);
-        return value == nullptr ? fallback : value->integerValue();
+        return value != nullptr && isNumeric(*value) ? value->integerValue() : fallback;
     }
     /// Such a setting is on only at exactly 1.
     [[nodiscard]] bool isOne(std::string_view key, bool fallback) const {
@@ -21,6 +21,12 @@ public:
     }
 
 private:
+    /// A text counts: that is what `defaults write` leaves.
+    static bool isNumeric(const PropertyList& value) {
+        return value.asInteger() || value.asUnsigned() || value.asReal() || value.asBoolean() ||
+               value.asString() != nullptr;
+    }
+
     const PropertyList& file_;
 };
 

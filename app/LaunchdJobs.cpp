@@ -109,16 +109,28 @@ void LaunchdJobs::writeBackupJob() {
           });
 }
 
+void LaunchdJobs::generateBackupJob() {
+    if (isBackupJobWanted())
+        writeBackupJob();
+    else
+        ZTLaunchd::removeLaunchAgent(kBackupJob, kOfUser, services_.launchd);
+}
+
 void LaunchdJobs::generateLaunchdPlist() {
     guarded(
         "-[AppController generateLaunchdPlist]",
         [this] {
             services_.log.appendLog("Generating launchd plist...");
             generateAutosavePlist();
-            if (isBackupJobWanted())
-                writeBackupJob();
-            else
-                ZTLaunchd::removeLaunchAgent(kBackupJob, kOfUser, services_.launchd);
+            // The list may change while launchctl is at work, and whoever changed it may have
+            // been quicker: the job that stays is that of the list as it is.
+            for (auto paths = services_.watchedPaths();;) {
+                generateBackupJob();
+                auto now = services_.watchedPaths();
+                if (now == paths)
+                    return;
+                paths = std::move(now);
+            }
         },
         services_.log);
 }

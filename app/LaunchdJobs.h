@@ -70,6 +70,7 @@ private:
     [[nodiscard]] bool isAutosaveJobWanted(bool isEditorTooOld) const;
     [[nodiscard]] bool isEditorTooOld();
     void storeSettings();
+    void generateBackupJob();
     void writeBackupJob();
     void writeAutosaveJob();
     void start(const std::string& jobName, const std::string& label, const std::string& argument,

@@ -142,9 +142,14 @@ void WatchList::readRows() {
         else
             services_.log.appendLog("Skipping an element of the watch list that is no project");
     }
-    fileArray_ = std::move(rows);
+    setRows(std::move(rows));
     if (isOldFormat)
         saveWatchList();
+}
+
+void WatchList::setRows(std::vector<ZTProject> rows) {
+    const std::lock_guard lock(guard_);
+    fileArray_ = std::move(rows);
 }
 
 void WatchList::storeAndShow() {
@@ -169,7 +174,9 @@ void WatchList::addRow(const std::string& path) {
         return;
     }
     services_.log.appendLog("Adding project %@ to list...", path);
-    fileArray_.push_back(ZTProject::projectWithPath(path, {}));
+    auto rows = fileArray_;
+    rows.push_back(ZTProject::projectWithPath(path, {}));
+    setRows(std::move(rows));
     call(services_.reloadTable);
     saveWatchList();
     std::string error;
@@ -235,7 +242,7 @@ void WatchList::removeRows(const std::function<bool(std::size_t row)>& isRemoved
     for (std::size_t row = 0; row < fileArray_.size(); ++row)
         if (!isRemoved(row))
             kept.push_back(fileArray_[row]);
-    fileArray_ = std::move(kept);
+    setRows(std::move(kept));
     storeAndShow();
 }
 
@@ -331,6 +338,11 @@ std::vector<std::string> WatchList::expandPaths(const std::vector<ZTProject>& ro
             paths.push_back(std::move(path));
     }
     return paths;
+}
+
+std::vector<std::string> WatchList::watchedPaths() const {
+    const std::lock_guard lock(guard_);
+    return expandPaths(fileArray_);
 }
 
 } // namespace cutstack

@@ -11,12 +11,13 @@
 // Older programs stored plain paths, which are read and rewritten. Two paths are the same when they
 // are with their tildes expanded.
 //
-// Main thread only. Exceptions end the operation and are logged; the list stays as it was at that
-// point.
+// Main thread only, but for watchedPaths(). Exceptions end the operation and are logged; the list
+// stays as it was at that point.
 
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <mutex>
 #include <optional>
 #include <set>
 #include <span>
@@ -106,11 +107,16 @@ public:
     /// The paths of the rows with their tildes expanded, each once, in the order of the rows.
     [[nodiscard]] std::vector<std::string> expandPaths(const std::vector<ZTProject>& rows) const;
 
+    /// expandPaths() of the rows as they are now. Any thread: jobs are written on others than the
+    /// one that changes the list.
+    [[nodiscard]] std::vector<std::string> watchedPaths() const;
+
 private:
     using FolderIdentity = std::pair<std::uint64_t, std::uint64_t>; ///< device and inode
 
     void storeRows();
     void readRows();
+    void setRows(std::vector<ZTProject> rows);
     void addRow(const std::string& path);
     void offerSequencesOfLargeProject(std::size_t row);
     void searchFolder(const std::string& folder, std::set<FolderIdentity>& searched);
@@ -122,6 +128,7 @@ private:
     [[nodiscard]] std::string abbreviated(const std::string& path) const;
 
     const WatchListServices services_;
+    mutable std::mutex guard_; ///< held where rows come and go, and where others read them
     std::vector<ZTProject> fileArray_;
 };
 

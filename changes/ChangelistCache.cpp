@@ -81,6 +81,8 @@ bool ChangelistCache::save(std::string& error) {
         Content content = readContent();
         if (content.found != Found::records)
             content.records.clear();
+        // What is no longer in the file was removed by somebody: it must not come back.
+        std::erase_if(records_, [this](const auto& entry) { return !own_.contains(entry.first); });
         for (auto& [name, record] : content.records)
             if (!own_.contains(name))
                 records_.insert_or_assign(name, std::move(record));

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <compare>
+#include <limits>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -49,6 +50,20 @@ std::optional<std::string> lastBackupFile(const std::string& folder) {
     return names.empty() ? std::nullopt : std::optional(names.back());
 }
 
+/// The number of the version after the one that the file belongs to; nothing after the last number
+/// that there is.
+std::optional<std::int32_t> numberAfter(const std::string& lastFile) {
+    const std::int32_t number = versionNumberOfFile(lastFile);
+    return number == std::numeric_limits<std::int32_t>::max() ? std::nullopt
+                                                              : std::optional(number + 1);
+}
+
+/// Whether the path is a folder itself; a link to one is not.
+bool isRealFolder(const std::string& path) {
+    struct stat facts {};
+    return ::lstat(withoutSlashAtEnd(path).c_str(), &facts) == 0 && S_ISDIR(facts.st_mode);
+}
+
 std::string textForKey(const PropertyList& entry, std::string_view key) {
     const PropertyList* const value = entry.valueForKey(key);
     const std::string* const text = value == nullptr ? nullptr : value->asString();
@@ -60,12 +75,6 @@ bool isListed(const std::vector<std::string>& paths, const std::string& path) {
 }
 
 } // namespace
-
-/// The newest copy in a project folder.
-struct BackupPipeline::NewestCopy {
-    std::string path;
-    FileStamp stamp;
-};
 
 void BackupPipeline::processProjects() {
     std::vector<std::string> processed;
@@ -110,27 +119,62 @@ bool BackupPipeline::processEntry(const PropertyList& entry, const BackupSetting
     const auto last = lastBackupFile(folder);
     if (last) {
         const std::string path = pathInFolder(folder, *last);
-        const auto stamp = stampOf(path);
-        if (!stamp || !isFreshlySaved(project, {path, *stamp}))
+        if (!isFreshlySaved(project, path) || !takeNumberAfter(path, request))
             return false;
-        request.number = versionNumberOfFile(path) + 1;
     }
     backupProject(request);
     return last.has_value();
 }
 
-bool BackupPipeline::isFreshlySaved(const std::string& project, const NewestCopy& newest) {
+bool BackupPipeline::takeNumberAfter(const std::string& lastFile, BackupRequest& request) {
+    const auto number = numberAfter(lastFile);
+    if (number)
+        request.number = *number;
+    else
+        services_.log.appendLog("Skipping project %@ - there is no number after that of %@",
+                                request.project, lastFile);
+    return number.has_value();
+}
+
+bool BackupPipeline::isFreshlySaved(const std::string& project, const std::string& newest) {
     const auto stamp = stampOf(project);
-    if (!stamp || orderOf(stamp->modified) <= orderOf(newest.stamp.modified))
+    const auto newestStamp = stampOf(newest);
+    if (!stamp || !newestStamp) {
+        services_.log.appendLog("Skipping project %@ - unable to read %@", project,
+                                stamp ? "its last backup" : "its file");
         return false;
-    const auto now = services_.clock.now().time_since_epoch();
-    const auto modified = std::chrono::seconds(stamp->modified.seconds) +
-                          std::chrono::nanoseconds(stamp->modified.nanoseconds);
-    if (modified > now - std::chrono::seconds(kFreshnessInSeconds))
+    }
+    const auto modified = orderOf(stamp->modified);
+    if (modified <= orderOf(newestStamp->modified)) {
+        if (!isTheCopied(project, *stamp, newest))
+            services_.log.appendLog("Skipping project %@ - not newer than its last backup",
+                                    project);
+        return false;
+    }
+    // In two numbers: a file may be of a time that is beyond a count of nanoseconds.
+    const auto earliest = services_.clock.now() - std::chrono::seconds(kFreshnessInSeconds);
+    const auto second = std::chrono::floor<std::chrono::seconds>(earliest);
+    const std::pair<std::int64_t, std::int64_t> limit(
+        second.time_since_epoch().count(),
+        std::chrono::duration_cast<std::chrono::nanoseconds>(earliest - second).count());
+    if (modified > limit)
         return true;
     services_.log.appendLog("Skipping project %@ - saved more than %i seconds ago", project,
                             static_cast<int>(kFreshnessInSeconds));
     return false;
+}
+
+/// Whether the project is as it was at the version that `newest` belongs to, going by the project
+/// copy's date and size, so that there is nothing to tell. A version without a project copy is one
+/// that had nothing new in it.
+bool BackupPipeline::isTheCopied(const std::string& project, const FileStamp& stamp,
+                                 const std::string& newest) {
+    const std::string name = projectCopyName(stemOfProject(project), versionNumberOfFile(newest));
+    const auto copy =
+        stampOf(pathInFolder(std::string_view(newest).substr(0, newest.rfind('/')), name));
+    if (!copy)
+        return true;
+    return copy->modified == stamp.modified && copy->sizeInBytes == stamp.sizeInBytes;
 }
 
 void BackupPipeline::autosave() {
@@ -173,9 +217,9 @@ void BackupPipeline::takeSnapshot(const std::string& project, const std::string&
         request.folder =
             pathInFolder(settings->storagePath, fileNameOf(services_.expandTilde(project)));
         request.launchProj = request.force = true;
-        if (const auto last = lastBackupFile(request.folder))
-            request.number = versionNumberOfFile(*last) + 1;
-        backupProject(request);
+        const auto last = lastBackupFile(request.folder);
+        if (!last || takeNumberAfter(pathInFolder(request.folder, *last), request))
+            backupProject(request);
     };
     guarded("-[AppController takeSnapshot:uuid:]", snapshot, services_.log);
     if (services_.userInterface != nullptr && services_.snapshotSpinner != nullptr)
@@ -208,6 +252,8 @@ void BackupPipeline::makeFolder(const std::string& folder) {
 
 void BackupPipeline::makeVersion(const BackupRequest& request, const std::string& project) {
     const BackupSettings settings = services_.readSettings().value_or(BackupSettings());
+    const bool isThere = isWholeVersionThere(request, project);
+    const auto before = stampOf(project);
     const auto fault = backupFCPProject(project, request.folder, request.number);
     if (fault) {
         const std::string xmlCopy =
@@ -217,8 +263,23 @@ void BackupPipeline::makeVersion(const BackupRequest& request, const std::string
     } else if (settings.removeDuplicates) {
         removeLastDuplicateForProject(request.folder);
     }
-    if (wantsXmlCopy(request, project, settings))
-        makeXmlCopy(request, project, settings);
+    if (!wantsXmlCopy(request, project, settings))
+        return;
+    if (isThere)
+        services_.log.appendLog("Skipping XML backup - file exists");
+    else
+        makeXmlCopy(request, project, settings, before);
+}
+
+/// Whether both copies of the version are there already, as when a name that sorts behind them
+/// misled about its number. An export of what the project is now must not take the place of theirs.
+bool BackupPipeline::isWholeVersionThere(const BackupRequest& request, const std::string& project) {
+    const std::string stem = stemOfProject(project);
+    const auto isThere = [&](const std::string& name) {
+        return ::access(pathInFolder(request.folder, name).c_str(), F_OK) == 0;
+    };
+    return isThere(projectCopyName(stem, request.number)) &&
+           isThere(xmlCopyName(stem, request.number));
 }
 
 std::optional<std::string> BackupPipeline::backupFCPProject(const std::string& project,
@@ -274,7 +335,8 @@ std::optional<SharedBytes> BackupPipeline::exported(const BackupRequest& request
 }
 
 void BackupPipeline::makeXmlCopy(const BackupRequest& request, const std::string& project,
-                                 const BackupSettings& settings) {
+                                 const BackupSettings& settings,
+                                 const std::optional<FileStamp>& projectBefore) {
     const auto document = exported(request, project);
     if (!document || document->isEmpty()) {
         services_.log.appendLog("Invalid XML data");
@@ -292,7 +354,10 @@ void BackupPipeline::makeXmlCopy(const BackupRequest& request, const std::string
         services_.log.appendLog("Error writing XML file: %@", error);
         return;
     }
-    dateAsItsProject(request, project, path);
+    const auto copy = stampOf(
+        pathInFolder(request.folder, projectCopyName(stemOfProject(project), request.number)));
+    if (const auto& stamp = copy ? copy : projectBefore)
+        dateAsItsProject(path, *stamp);
     services_.metadata.setHfsCodes(path, kXmlType, kXmlCreator);
     if (settings.removeDuplicates)
         removeLastDuplicateForProject(request.folder);
@@ -300,22 +365,20 @@ void BackupPipeline::makeXmlCopy(const BackupRequest& request, const std::string
 
 /// Whether a save came since the last backup is told by the date of the newest file. An export
 /// takes its time, and a save that falls into it must count as later: so the XML copy has the date
-/// of the project copy that it belongs to, not of the moment in which it was finished.
-void BackupPipeline::dateAsItsProject(const BackupRequest& request, const std::string& project,
-                                      const std::string& xmlCopy) {
-    const std::string projectCopy =
-        pathInFolder(request.folder, projectCopyName(stemOfProject(project), request.number));
-    const auto stamp = stampOf(projectCopy);
-    if (!stamp)
-        return;
-    const timespec time{.tv_sec = stamp->modified.seconds,
-                        .tv_nsec = static_cast<long>(stamp->modified.nanoseconds)};
+/// of the project copy that it belongs to, or that the project had before it was copied where the
+/// copy went as a duplicate, not of the moment in which it was finished.
+void BackupPipeline::dateAsItsProject(const std::string& xmlCopy, const FileStamp& project) {
+    const timespec time{.tv_sec = project.modified.seconds,
+                        .tv_nsec = static_cast<long>(project.modified.nanoseconds)};
     const timespec times[] = {time, time};
     if (::utimensat(AT_FDCWD, xmlCopy.c_str(), times, 0) != 0)
         services_.log.appendLog("Unable to date %@: %@", xmlCopy, wordingOf(errno));
 }
 
 bool BackupPipeline::removeLastDuplicateForProject(const std::string& folder) {
+    // What a link leads to is no part of the store, whoever made it.
+    if (!isRealFolder(folder))
+        return false;
     const auto names = namesInFolder(folder).value_or(std::vector<std::string>());
     if (names.size() < 2)
         return false;

@@ -20,6 +20,7 @@
 
 #include "platform/Clock.h"
 #include "platform/FileCopier.h"
+#include "platform/FileStamp.h"
 #include "platform/FinderMetadata.h"
 #include "store/BackupRemoval.h"
 #include "store/EditorBridge.h"
@@ -95,27 +96,32 @@ public:
     backupFCPProject(const std::string& project, const std::string& folder, std::int32_t number);
 
     /// Deletes the last file of a project folder when it equals the one before it byte for byte;
-    /// whether it did.
+    /// whether it did. Nothing is deleted where the folder is a link.
     bool removeLastDuplicateForProject(const std::string& folder);
 
 private:
-    struct NewestCopy;
-
     [[nodiscard]] std::optional<PropertyList::Array> watchList(const BackupSettings& settings);
     /// Whether a version was added to a project folder that had some before.
     [[nodiscard]] bool processEntry(const PropertyList& entry, const BackupSettings& settings,
                                     const std::vector<std::string>& openProjects);
-    [[nodiscard]] bool isFreshlySaved(const std::string& project, const NewestCopy& newest);
+    /// Whether the project was saved since the backup file `newest`, and not long ago. The log has
+    /// what is skipped that may be a save.
+    [[nodiscard]] bool isFreshlySaved(const std::string& project, const std::string& newest);
+    [[nodiscard]] static bool isTheCopied(const std::string& project, const FileStamp& stamp,
+                                          const std::string& newest);
+    /// Gives the request the number after that of the file; false when there is none.
+    [[nodiscard]] bool takeNumberAfter(const std::string& lastFile, BackupRequest& request);
     void autosaveOpenProjects();
     void makeVersion(const BackupRequest& request, const std::string& project);
     void makeXmlCopy(const BackupRequest& request, const std::string& project,
-                     const BackupSettings& settings);
+                     const BackupSettings& settings, const std::optional<FileStamp>& projectBefore);
+    [[nodiscard]] static bool isWholeVersionThere(const BackupRequest& request,
+                                                  const std::string& project);
     [[nodiscard]] bool wantsXmlCopy(const BackupRequest& request, const std::string& project,
                                     const BackupSettings& settings);
     [[nodiscard]] std::optional<SharedBytes> exported(const BackupRequest& request,
                                                       const std::string& project);
-    void dateAsItsProject(const BackupRequest& request, const std::string& project,
-                          const std::string& xmlCopy);
+    void dateAsItsProject(const std::string& xmlCopy, const FileStamp& project);
     [[nodiscard]] bool isProjectFile(const std::string& project) const;
     void makeFolder(const std::string& folder);
 

@@ -51,7 +51,15 @@ void BackupRemoval::forgetRecords(const std::string& folder,
     const std::string cacheName = std::string(fileNameOf(folder)) + ".cache.plist";
     ChangelistCache cache(pathInFolder(cacheFolder_, cacheName), applicationVersion_);
     std::string error;
-    if (names.empty() || cache.load(error) != ChangelistCache::Found::records)
+    if (names.empty())
+        return;
+    const auto found = cache.load(error);
+    if (found == ChangelistCache::Found::otherVersion) {
+        // Only a program of that version may write its records; it can compute them again.
+        static_cast<void>(::unlink(pathInFolder(cacheFolder_, cacheName).c_str()));
+        return;
+    }
+    if (found != ChangelistCache::Found::records)
         return;
     const std::size_t before = cache.records().size();
     for (const std::string& name : names)

@@ -1,6 +1,7 @@
 #include "store/Retention.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <sys/stat.h>
 
 #include "support/FolderListing.h"
@@ -16,8 +17,12 @@ bool isRealFolder(const std::string& path) {
     return ::lstat(path.c_str(), &facts) == 0 && S_ISDIR(facts.st_mode);
 }
 
+/// File systems know times that a count of nanoseconds, or the difference of two, does not reach.
 FileMoment momentOf(const timespec& time) {
-    return FileMoment(std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec));
+    constexpr std::int64_t kFarthest = 4'500'000'000; // in 2112, and as far back
+    const std::int64_t seconds = std::clamp<std::int64_t>(time.tv_sec, -kFarthest, kFarthest);
+    const std::int64_t nanoseconds = seconds == time.tv_sec ? time.tv_nsec : 0;
+    return FileMoment(std::chrono::seconds(seconds) + std::chrono::nanoseconds(nanoseconds));
 }
 
 /// The files that count, by name.

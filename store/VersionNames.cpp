@@ -43,6 +43,19 @@ bool exists(const std::string& path) {
     return std::filesystem::exists(path, error);
 }
 
+/// The highest number from 1 to below `end` whose XML copy is in the folder; 0 when none is. Looks
+/// at the names that there are, not for every number that there could be.
+std::int32_t lastXmlCopyBelow(std::int32_t end, std::string_view stem, const std::string& folder) {
+    std::int32_t last = 0;
+    for (const std::string& name : namesInFolder(folder).value_or(std::vector<std::string>())) {
+        const std::int32_t number = versionNumberOfFile(name);
+        if (number > last && number < end && name == xmlCopyName(stem, number) &&
+            exists(pathInFolder(folder, name)))
+            last = number;
+    }
+    return last;
+}
+
 } // namespace
 
 std::string padNumber(std::int32_t number) {
@@ -83,11 +96,9 @@ std::int32_t backupGapForProject(std::string_view projectPath, const std::string
                                  std::int32_t desiredNumber) {
     // The extension is taken away once here, twice in the names of copies, deliberately.
     const std::string_view stem = withoutPathExtension(fileNameOf(projectPath));
-    std::int32_t gap = 0;
-    for (std::int32_t number = desiredNumber; number > 1; --number, ++gap)
-        if (exists(destination + "/" + xmlCopyName(stem, number - 1)))
-            break;
-    return gap;
+    if (desiredNumber < 2)
+        return 0;
+    return desiredNumber - 1 - lastXmlCopyBelow(desiredNumber, stem, destination);
 }
 
 } // namespace cutstack

@@ -50,9 +50,16 @@ public:
         const std::string type(name);
         const std::string publicText(publicId);
         const std::string systemText(systemId);
+        // Identifiers cannot be escaped. A public one has no quotation mark, but may have an
+        // apostrophe; the two are written in the same quotes, so that one with both is left out.
+        const bool hasMark = systemId.find('"') != std::string_view::npos;
+        const bool hasApostrophe = publicId.find('\'') != std::string_view::npos;
+        check(xmlTextWriterSetQuoteChar(writer_.get(), hasMark ? '\'' : '"'));
+        const bool isPublic = !publicId.empty() && !(hasMark && hasApostrophe);
         check(xmlTextWriterWriteDTD(writer_.get(), characters(type),
-                                    publicId.empty() ? nullptr : characters(publicText),
+                                    isPublic ? characters(publicText) : nullptr,
                                     systemId.empty() ? nullptr : characters(systemText), nullptr));
+        check(xmlTextWriterSetQuoteChar(writer_.get(), '"'));
         if (!laysOut_)
             check(xmlTextWriterWriteRaw(writer_.get(), reinterpret_cast<const xmlChar*>("\n")));
     }

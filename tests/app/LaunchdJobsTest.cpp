@@ -58,6 +58,7 @@ protected:
     }
 
     Lines watched_ = {folder_ / "Promo.fcp"};
+    Lines later_; ///< what is watched once the backup job is written
     int editor_ = 7;
     std::optional<std::string> executable_ = kExecutable;
     UserDefaults defaults_{preferencesPath()};
@@ -70,7 +71,11 @@ private:
                 log_,
                 launchd_,
                 hasRows,
-                [this] { return watched_; },
+                [this] {
+                    if (!later_.empty() && isThere(kBackup))
+                        watched_ = std::exchange(later_, {});
+                    return watched_;
+                },
                 [this] { return editor_; },
                 [this] { return executable_; }};
     }
@@ -88,6 +93,18 @@ TEST_F(LaunchdJobsTest, WriteTheBackupJobForTheFilesThatAreThere) {
     const Events again = reloading(kBackup);
     EXPECT_EQ(takeEvents(), Events({reloading(kAutosave)[0], again[1], again[0], again[2]}));
     EXPECT_EQ(lines(), Lines({"Generating launchd plist...", "Generating autosave plist..."}));
+}
+
+TEST_F(LaunchdJobsTest, WriteTheBackupJobForTheListAsItIsInTheEnd) {
+    later_ = {watched_.front(), folder_.path().string()};
+    const PropertyList::Array watched{later_[0], later_[1]};
+    jobs_.generateLaunchdPlist();
+    expectJob(kBackup, {{"Label", "com.zantrel.Cutstack"},
+                        {"Program", kExecutable},
+                        {"ProgramArguments", PropertyList::Array{"Cutstack", "-process"}},
+                        {"WatchPaths", watched},
+                        {"LowPriorityIO", true},
+                        {"Nice", 10}});
 }
 
 TEST_F(LaunchdJobsTest, AlwaysWriteTheWatcherJobWithTheLabelOfTheBackupJob) {

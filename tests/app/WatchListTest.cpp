@@ -1,8 +1,11 @@
 #include "app/WatchList.h"
 
+#include <algorithm>
+#include <atomic>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <map>
+#include <thread>
 
 #include "app/Settings.h"
 #include "app/WatchListFile.h"
@@ -312,6 +315,23 @@ TEST_F(WatchListTest, ExpandsPathsOnceInOrder) {
     const auto row = [](const char* path) { return ZTProject::projectWithPath(path, {}); };
     EXPECT_EQ(list_.expandPaths({row("/z"), row("~/a"), row(home("a").c_str()), row("/z")}),
               (Texts{"/z", home("a")}));
+}
+
+TEST_F(WatchListTest, OtherThreadsReadTheWatchedPathsAtAnyTime) {
+    std::atomic<bool> isOver = false;
+    std::atomic<std::size_t> most = 0;
+    std::thread jobs([&] {
+        while (!isOver)
+            most = std::max<std::size_t>(most, list_.watchedPaths().size());
+    });
+    for (int i = 0; i < 50; ++i)
+        list_.addFileToList("/" + std::to_string(i) + ".fcp");
+    list_.changeSequence(0, std::nullopt);
+    list_.removeFilesFromList({0, 1});
+    isOver = true;
+    jobs.join();
+    EXPECT_LE(most, 50U);
+    EXPECT_EQ(list_.watchedPaths().size(), 48U);
 }
 
 TEST_F(WatchListTest, WindowlessRunsRewriteTheOldFormat) {

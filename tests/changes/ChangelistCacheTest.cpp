@@ -74,6 +74,24 @@ protected:
     std::string error_;
 };
 
+TEST_F(ChangelistCacheTest, WhatOthersRemovedStaysRemoved) {
+    ASSERT_TRUE(add("P.00001.xml", "one") && add("P.00002.xml", "two"));
+    ChangelistCache slow = cache();
+    ASSERT_EQ(slow.load(error_), Found::records);
+    ChangelistCache other = cache();
+    ASSERT_EQ(other.load(error_), Found::records);
+    other.remove("P.00002.xml");
+    ASSERT_TRUE(other.save(error_));
+    slow.put("P.00003.xml", saying("three"));
+    ASSERT_TRUE(slow.save(error_));
+    EXPECT_EQ(content(), "P.00001.xml one; P.00003.xml three; ");
+    ASSERT_EQ(slow.load(error_), Found::records);
+    std::filesystem::remove(file_);
+    slow.put("P.00004.xml", saying("four"));
+    ASSERT_TRUE(slow.save(error_));
+    EXPECT_EQ(content(), "P.00003.xml three; P.00004.xml four; ") << "the project was deleted";
+}
+
 TEST_F(ChangelistCacheTest, KeepsRecordsByFileName) {
     EXPECT_EQ(cache().load(error_), Found::nothing);
     ASSERT_TRUE(add("P.00001.xml", "one") && add("P.00002.xml", "two & two"));

@@ -312,6 +312,98 @@ TEST_F(BackupPipelineTest, ACopyThatIsThereIsNeverReplaced) {
     EXPECT_EQ(copies("Promo.fcp"), Names{"Promo.00003.fcp"});
 }
 
+TEST_F(BackupPipelineTest, WhatIsSkippedIsNeverSkippedSilently) {
+    const std::string promo = watch("Promo.fcp", "one", 20);
+    process();
+    const std::string line = "Skipping project " + promo + " - not newer than its last backup";
+    process();
+    EXPECT_FALSE(hasLogged(line)) << "nothing was saved";
+    save(promo, "twenty", 20);
+    process();
+    EXPECT_TRUE(hasLogged(line)) << "a save that has the time of the one before";
+    const std::string late = watch("Late.fcp", "one", -3600);
+    process();
+    save(late, "two", 5);
+    process();
+    EXPECT_TRUE(hasLogged("Skipping project " + late + " - not newer than its last backup"))
+        << "the clock was put back";
+    const std::string lost = watch("Lost.fcp");
+    fs::create_directories(folder_ / "Versions/Lost.fcp");
+    fs::create_symlink("nowhere", folder_ / "Versions/Lost.fcp/Lost.00001.fcp");
+    process();
+    EXPECT_TRUE(hasLogged("Skipping project " + lost + " - unable to read its last backup"));
+}
+
+TEST_F(BackupPipelineTest, TimesBeyondAllReasonAreTimes) {
+    const std::string promo = watch("Promo.fcp", "one", 100);
+    process();
+    save(promo, "two", 0);
+    const timespec times[] = {{10'000'000'000, 0}, {10'000'000'000, 0}}; // in 2286
+    ASSERT_EQ(utimensat(AT_FDCWD, promo.c_str(), times, 0), 0);
+    process();
+    EXPECT_EQ(copies("Promo.fcp").size(), 4U) << "later than now is not long ago";
+}
+
+TEST_F(BackupPipelineTest, NumbersEndWhereTheyCannotGrow) {
+    settings_.xmlLimit = 1;
+    const std::string promo = watch("Promo.fcp", "one");
+    writeContent(folder_ / "Versions/Promo.fcp/Promo.2147483646.fcp", "old");
+    fs::last_write_time(folder_ / "Versions/Promo.fcp/Promo.2147483646.fcp",
+                        fs::file_time_type::clock::from_sys(clock_.now() - std::chrono::hours(1)));
+    process();
+    EXPECT_EQ(copies("Promo.fcp").size(), 3U) << "the gap is known at once";
+    save(promo, "two", 0);
+    process();
+    BackupPipeline(services()).takeSnapshot(promo, "");
+    EXPECT_EQ(copies("Promo.fcp").size(), 3U);
+    EXPECT_TRUE(hasLogged("Skipping project " + promo + " - there is no number after that of " +
+                          (folder_ / "Versions/Promo.fcp/Promo.2147483647.xml")));
+}
+
+TEST_F(BackupPipelineTest, EarlierVersionsStayWhateverTheNamesAre) {
+    const std::string promo = watch("Promo.fcp", "one");
+    process();
+    const std::string first = contentOf(folder_ / "Versions/Promo.fcp/Promo.00001.xml");
+    writeContent(folder_ / "Versions/Promo.fcp/notes.xml", "<mine/>"); // sorts before
+    writeContent(folder_ / "Versions/Promo.fcp/zettel.xml", "<mine/>");
+    fs::last_write_time(folder_ / "Versions/Promo.fcp/zettel.xml",
+                        fs::file_time_type::clock::from_sys(clock_.now() - std::chrono::hours(1)));
+    editor_.document = "<changed/>";
+    save(promo, "two", 0);
+    process();
+    EXPECT_EQ(contentOf(folder_ / "Versions/Promo.fcp/Promo.00001.xml"), first);
+    EXPECT_EQ(contentOf(folder_ / "Versions/Promo.fcp/Promo.00001.fcp"), "one");
+    EXPECT_TRUE(hasLogged("Skipping XML backup - file exists"));
+}
+
+TEST_F(BackupPipelineTest, DuplicatesOutsideOfTheStoreAreNobodysBusiness) {
+    writeContent(folder_ / "Elsewhere/a", "same");
+    writeContent(folder_ / "Elsewhere/b", "same");
+    writeContent(folder_ / "Versions/Real.fcp/a", "same");
+    fs::create_symlink("../../Elsewhere/a", folder_ / "Versions/Real.fcp/b");
+    fs::create_directory_symlink("../Elsewhere", folder_ / "Versions/Promo.fcp");
+    BackupPipeline pipeline(services());
+    EXPECT_FALSE(pipeline.removeLastDuplicateForProject(folder_ / "Versions/Promo.fcp"));
+    EXPECT_FALSE(pipeline.removeLastDuplicateForProject(folder_ / "Versions/Promo.fcp/"));
+    EXPECT_FALSE(pipeline.removeLastDuplicateForProject(folder_ / "Versions/Real.fcp"));
+    EXPECT_TRUE(fs::exists(folder_ / "Elsewhere/b"));
+}
+
+TEST_F(BackupPipelineTest, ASaveDuringTheExportOfADuplicateIsBackedUpNext) {
+    settings_.removeDuplicates = true;
+    settings_.xmlLimit = 0;
+    const std::string promo = watch("Promo.fcp", "same", 30);
+    process();
+    settings_.xmlLimit = 5;
+    save(promo, "same", 20);
+    editor_.duringExport = [&] { save(promo, "other", 10); };
+    process();
+    EXPECT_EQ(copies("Promo.fcp"), (Names{"Promo.00001.fcp", "Promo.00002.xml"}));
+    editor_.duringExport = [] {};
+    process();
+    EXPECT_EQ(contentOf(folder_ / "Versions/Promo.fcp/Promo.00003.fcp"), "other");
+}
+
 TEST_F(BackupPipelineTest, AutosaveKnowsOnlyTheOldListFormat) {
     const std::string promo = watch("Promo.fcp");
     BackupPipeline(services()).autosave();

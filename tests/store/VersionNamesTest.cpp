@@ -105,6 +105,8 @@ TEST(VersionNames, GapsAreTheVersionsBelowWithoutXmlCopies) {
         EXPECT_EQ(backupGapForProject(project, folder.path(), desired), gap)
             << project << ' ' << desired;
     EXPECT_EQ(backupGapForProject("Promo.fcp", folder / "missing", 4), 3);
+    EXPECT_EQ(backupGapForProject("Promo.fcp", folder.path(), kMost), kMost - 7)
+        << "found at once, however large the number";
 }
 
 } // namespace

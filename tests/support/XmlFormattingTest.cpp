@@ -29,6 +29,10 @@ TEST(XmlFormatting, LaysElementsOutAndKeepsEverythingElse) {
          "<a b=\"1&#10;2&quot;&lt;\">&amp;&lt;]]&gt;&#13;\xC3\xA9</a>\n"},
         {"<a><![CDATA[<x>]]> y</a>", "<a>&lt;x&gt; y</a>\n"},
         {"<x:a xmlns:x='u' x:b='1'/>", "<x:a xmlns:x=\"u\" x:b=\"1\"/>\n"},
+        {"<!DOCTYPE a SYSTEM 'say \"a\".dtd'><a b='\"'/>",
+         "<!DOCTYPE a\nSYSTEM 'say \"a\".dtd'>\n<a b=\"&quot;\"/>\n"},
+        {"<!DOCTYPE a PUBLIC \"it's\" 'a\"b'><a/>",
+         "<!DOCTYPE a\nSYSTEM 'a\"b'>\n<a/>\n"},
         {"<!-- c --><a><!-- d -->x<?p i?></a>", "<a>x</a>\n"},
     };
     for (const Case& c : cases) {

@@ -2,11 +2,11 @@
 
 #include "app/Settings.h"
 #include "changes/Changelists.h"
-#include "platform/SystemInformation.h"
 #include "support/FolderListing.h"
 #include "support/UserDefaults.h"
 #include "support/ZTLocalPaths.h"
 #include "tools/ProgressLine.h"
+#include "tools/cutstackctl/LogFiles.h"
 
 #include <algorithm>
 
@@ -60,13 +60,6 @@ private:
     std::vector<VersionRecord> versions_;
 };
 
-LogHeader logHeader() {
-    return {.date = {},
-            .bundleVersion = CUTSTACK_VERSION,
-            .executablePath = processEnvironment().executablePath(),
-            .system = systemInformation()};
-}
-
 /// Why the changes of an XML copy could not be worked out.
 std::string reasonFor(const std::string& path) {
     ExportReader exports;
@@ -104,7 +97,7 @@ std::optional<std::string> userStoreFolder() {
 
 History historyOf(const StoredProject& project) {
     NoConsole console;
-    LogWriter log({Locations::ofProcess(), systemClock(), console, logHeader});
+    LogWriter log({Locations::ofProcess(), systemClock(), console, ownLogHeader});
     log.createNewLog(std::nullopt);
     std::atomic<bool> progressCancelled = false;
     TerminalProgress progress;

@@ -4,6 +4,7 @@
 #include "support/DateDescription.h"
 #include "support/Format.h"
 #include "tools/SentenceOutput.h"
+#include "tools/cutstackctl/Messages.h"
 
 #include <nlohmann/json.hpp>
 
@@ -27,10 +28,6 @@ std::string isoDate(PropertyListDate date) {
     return dateDescription(date, std::chrono::seconds(0)).replace(10, 1, "T").replace(19, 6, "Z");
 }
 
-void printLine(std::ostream& out, const Json& object) {
-    out << object.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n';
-}
-
 } // namespace
 
 void printVersions(std::ostream& out, const std::vector<VersionRecord>& versions,
@@ -48,15 +45,15 @@ void printVersions(std::ostream& out, const std::vector<VersionRecord>& versions
 void printVersionsAsJson(std::ostream& out, const std::vector<VersionRecord>& versions,
                          const std::string& project) {
     for (const VersionRecord& version : versions)
-        printLine(out, {{"project", project},
-                        {"version", version.version},
-                        {"number", versionNumberOfFile(version.file)},
-                        {"date", isoDate(version.date)},
-                        {"type", version.type},
-                        {"size", version.size.empty() ? Json(nullptr) : Json(version.size)},
-                        {"file", version.file},
-                        {"compared", !version.noProcess},
-                        {"changes", version.changelist}});
+        printJsonLine(out, {{"project", project},
+                            {"version", version.version},
+                            {"number", versionNumberOfFile(version.file)},
+                            {"date", isoDate(version.date)},
+                            {"type", version.type},
+                            {"size", version.size.empty() ? Json(nullptr) : Json(version.size)},
+                            {"file", version.file},
+                            {"compared", !version.noProcess},
+                            {"changes", version.changelist}});
 }
 
 void printProjects(std::ostream& out, const std::vector<StoredProject>& projects) {
@@ -66,7 +63,7 @@ void printProjects(std::ostream& out, const std::vector<StoredProject>& projects
 
 void printProjectsAsJson(std::ostream& out, const std::vector<StoredProject>& projects) {
     for (const StoredProject& project : projects)
-        printLine(out, {{"project", project.name}, {"folder", project.folder}});
+        printJsonLine(out, {{"project", project.name}, {"folder", project.folder}});
 }
 
 } // namespace cutstack::cutstackctl

@@ -1,96 +1,92 @@
-// cutstackctl: what Cutstack keeps, on a terminal.
+// cutstackctl: what Cutstack keeps and does, on a terminal.
 
-#include "changes/ChangeFilter.h"
-#include "changes/VersionSearch.h"
 #include "platform/ProcessPreparation.h"
-#include "store/VersionStore.h"
-#include "tools/cutstackctl/History.h"
-#include "tools/cutstackctl/HistoryOutput.h"
+#include "tools/cutstackctl/HistoryCommands.h"
+#include "tools/cutstackctl/JobCommands.h"
+#include "tools/cutstackctl/Messages.h"
 #include "tools/cutstackctl/Options.h"
+#include "tools/cutstackctl/Program.h"
+#include "tools/cutstackctl/PruneCommand.h"
+#include "tools/cutstackctl/SequenceCommand.h"
+#include "tools/cutstackctl/SnapshotCommand.h"
+#include "tools/cutstackctl/StatusCommand.h"
+#include "tools/cutstackctl/WatchCommands.h"
 
+#include <algorithm>
+#include <array>
 #include <exception>
-#include <filesystem>
 #include <iostream>
-#include <unistd.h>
 
 namespace cutstack::cutstackctl {
 
 namespace {
 
-enum ExitStatus : int { kShown = 0, kNothingFound = 1, kTrouble = 2 };
-
-int trouble(std::string_view message) {
-    std::cerr << "cutstackctl: " << message << '\n';
-    return kTrouble;
+int printHelp(const Options& /*options*/) {
+    std::cout << helpText();
+    return kDone;
 }
 
-bool isColoured(Colour colour) {
-    return colour == Colour::always ||
-           (colour == Colour::onTerminals && isatty(STDOUT_FILENO) == 1);
+int printVersion(const Options& /*options*/) {
+    std::cout << "cutstackctl (Cutstack) " CUTSTACK_VERSION "\n";
+    return kDone;
 }
 
-void print(const std::vector<VersionRecord>& versions, const StoredProject& project,
-           const Options& options) {
-    if (options.json)
-        printVersionsAsJson(std::cout, versions, project.name);
-    else
-        printVersions(std::cout, versions, systemClock(), isColoured(options.colour));
-}
+/// What a command does: by itself, or with the program's parts.
+struct CommandWork {
+    Command command;
+    int (*alone)(const Options&);
+    int (*withProgram)(Program&, const Options&) = nullptr;
+    Access access = Access::looks; ///< where the operands ask for a change
+};
 
-int history(const VersionStore& store, const Options& options) {
-    const auto project = store.find(options.project);
-    if (!project) {
-        trouble("no project '" + options.project + "' in " + store.root());
-        return kNothingFound;
+constexpr std::array kWork = {
+    CommandWork{Command::help, printHelp},
+    CommandWork{Command::version, printVersion},
+    CommandWork{Command::history, history},
+    CommandWork{Command::projects, projects},
+    CommandWork{Command::watch, nullptr, watch, Access::changesJobs},
+    CommandWork{Command::unwatch, nullptr, unwatch, Access::changesJobs},
+    CommandWork{Command::list, nullptr, list},
+    CommandWork{Command::sequence, nullptr, sequence, Access::changesSettings},
+    CommandWork{Command::snapshot, nullptr, snapshot},
+    CommandWork{Command::backups, nullptr, backups, Access::changesJobs},
+    CommandWork{Command::autosave, nullptr, autosave, Access::changesJobs},
+    CommandWork{Command::prune, nullptr, prune},
+    CommandWork{Command::status, nullptr, status},
+};
+
+/// Some commands only tell when they are not given a value.
+bool isQuestion(const Options& options) {
+    switch (options.command) {
+    case Command::sequence:
+        return options.operands.size() < 2 && !options.entireProject;
+    case Command::backups:
+    case Command::autosave:
+        return !options.isOn;
+    default:
+        return false;
     }
-    History history = historyOf(*project);
-    if (options.searchText)
-        history.versions = versionsContaining(*options.searchText, history.versions);
-    const ChangeFilter filter(options.hidden);
-    for (VersionRecord& version : history.versions)
-        version.changelist = filter.filterArray(version.changelist);
-    print(history.versions, *project, options);
-    std::cout.flush();
-    for (const std::string& reason : history.notComputed)
-        trouble(reason);
-    if (!history.notComputed.empty())
-        return kTrouble;
-    return history.versions.empty() ? kNothingFound : kShown;
-}
-
-int projects(const VersionStore& store, const Options& options) {
-    const auto projects = store.projects();
-    if (options.json)
-        printProjectsAsJson(std::cout, projects);
-    else
-        printProjects(std::cout, projects);
-    return projects.empty() ? kNothingFound : kShown;
 }
 
 int perform(const Options& options) {
-    if (options.command == Command::help || options.command == Command::version) {
-        std::cout << (options.command == Command::help
-                          ? helpText()
-                          : std::string_view("cutstackctl (Cutstack) " CUTSTACK_VERSION "\n"));
-        return kShown;
-    }
-    const auto folder = options.storeFolder ? options.storeFolder : userStoreFolder();
-    if (!folder)
-        return trouble("there is no home folder to look for the version store in");
-    const VersionStore store(std::filesystem::weakly_canonical(*folder).string());
-    return options.command == Command::history ? history(store, options) : projects(store, options);
+    const auto& work = *std::ranges::find(kWork, options.command, &CommandWork::command);
+    if (work.alone != nullptr)
+        return work.alone(options);
+    std::string error;
+    const auto program = Program::open(isQuestion(options) ? Access::looks : work.access, error);
+    return program != nullptr ? work.withProgram(*program, options) : complain(error);
 }
 
 int run(std::span<const char* const> arguments) {
     std::string error;
     const auto options = parseOptions(arguments, error);
     if (!options) {
-        trouble(error);
+        complain(error);
         std::cerr << "Try 'cutstackctl --help'.\n";
         return kTrouble;
     }
     const int status = perform(*options);
-    return std::cout.flush() ? status : trouble("the output could not be written");
+    return std::cout.flush() ? status : complain("the output could not be written");
 }
 
 } // namespace
@@ -98,12 +94,13 @@ int run(std::span<const char* const> arguments) {
 } // namespace cutstack::cutstackctl
 
 int main(int argc, char** argv) {
+    using namespace cutstack::cutstackctl;
     cutstack::prepareProcess();
     try {
-        return cutstack::cutstackctl::run({argv + (argc > 0 ? 1 : 0), argv + argc});
+        return run({argv + (argc > 0 ? 1 : 0), argv + argc});
     } catch (const std::bad_alloc&) {
-        return cutstack::cutstackctl::trouble("out of memory");
+        return complain("out of memory");
     } catch (const std::exception& exception) {
-        return cutstack::cutstackctl::trouble(exception.what());
+        return complain(exception.what());
     }
 }

@@ -117,9 +117,13 @@ bool ProjectContent::importXml(std::string xml, std::string& error) {
     std::string fitted;
     const auto fit = [&](std::string& bytes, std::string& why) {
         const Acceptance acceptance = complete(bytes, why);
-        if (acceptance == Acceptance::accepted)
-            fitted = fitImport(*items, bytes, services_.newUuid);
-        return acceptance;
+        if (acceptance != Acceptance::accepted)
+            return acceptance;
+        fitted = fitImport(*items, bytes, services_.newUuid);
+        // What the items were written among may have declared what they need.
+        const auto merged = withImports(bytes, {fitted});
+        const bool fits = merged && acceptanceOf(*merged, why) == Acceptance::accepted;
+        return fits ? Acceptance::accepted : Acceptance::refused;
     };
     if (!readWholeFile(path_, services_.reading, fit, error))
         return false;

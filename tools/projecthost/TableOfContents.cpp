@@ -8,9 +8,6 @@ namespace cutstack::projecthost {
 
 namespace {
 
-/// Written where a project does not say its version.
-constexpr std::string_view kNewestVersion = "5";
-
 bool isContainer(OutlineKind kind) {
     return kind == OutlineKind::project || kind == OutlineKind::bin;
 }
@@ -130,12 +127,13 @@ std::string Writing::run() {
 std::string tableOfContents(const DocumentOutline& project) { return Writing(project).run(); }
 
 std::string documentHead(const DocumentOutline& project) {
-    const auto version = project.attributeOf(*project.root(), "version");
+    const OutlineElement& root = *project.root();
+    std::string_view tag =
+        project.document().substr(root.begin, root.contentBegin - root.begin - 1);
+    if (tag.ends_with('/'))
+        tag.remove_suffix(1);
     std::string head = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE xmeml>\n";
-    // The value comes as it stood in quotes, of whichever kind.
-    const char quote = version && version->find('"') != std::string_view::npos ? '\'' : '"';
-    head.append("<xmeml version=").append(1, quote).append(version.value_or(kNewestVersion));
-    return head.append(1, quote).append(">\n");
+    return head.append(tag).append(">\n");
 }
 
 } // namespace cutstack::projecthost

@@ -16,8 +16,8 @@ namespace cutstack::projecthost {
 /// REQUIRES: the outline has a root.
 [[nodiscard]] std::string tableOfContents(const DocumentOutline& project);
 
-/// What every document that is served begins with: the declaration, the document type, and the root
-/// with the version of `project`'s.
+/// What every document that is served begins with: the declaration, the document type, and the
+/// start tag of `project`'s root, with its version and what it may declare for those within.
 [[nodiscard]] std::string documentHead(const DocumentOutline& project);
 
 inline constexpr std::string_view kDocumentEnd = "</xmeml>\n";

@@ -48,7 +48,7 @@ TEST(TableOfContents, HasBinsAndSequencesAsTheBrowserHasThem) {
                        "<sequence id='s'><name><![CDATA[<S>]]></name><uuid>S</uuid><media/>"
                        "</sequence></children></bin>"
                        "<bin id='empty'/></children></project></xmeml>"),
-              R"(<xmeml version="4"><project><name>P</name><children>)"
+              R"(<xmeml version='4'><project><name>P</name><children>)"
               R"(<bin id="b"><uuid>B</uuid><name>A &amp; B</name><children>)"
               R"(<sequence id="s"><uuid>S</uuid><name><![CDATA[<S>]]></name></sequence>)"
               R"(</children></bin><bin id="empty"><children></children></bin>)"
@@ -64,10 +64,16 @@ TEST(TableOfContents, HasEverySequenceOnce) {
                        "<clipitem><sequence id='only'/></clipitem></track></media></sequence>"
                        "<bin><children><sequence id='in'/><sequence id='lost'/></children></bin>"
                        "<sequence><name>Without id</name></sequence></xmeml>"),
-              R"(<xmeml version="5"><sequence id="out"><name>Out</name></sequence>)"
+              R"(<xmeml><sequence id="out"><name>Out</name></sequence>)"
               R"(<sequence id="only"><name>Only</name></sequence>)"
               R"(<bin><children><sequence id="in"><uuid>I</uuid><name>In</name></sequence>)"
               R"(</children></bin><sequence><name>Without id</name></sequence></xmeml>)");
+}
+
+TEST(TableOfContents, KeepsWhatTheRootDeclares) {
+    EXPECT_EQ(contents("<xmeml xmlns:x='y'/>"), "<xmeml xmlns:x='y'></xmeml>");
+    EXPECT_EQ(contents("<xmeml xmlns:x='y'><bin><name x:a='1'/></bin></xmeml>"),
+              "<xmeml xmlns:x='y'><bin><name x:a='1'/><children></children></bin></xmeml>");
 }
 
 TEST(TableOfContents, DepthCostsNothing) {
@@ -94,10 +100,10 @@ constexpr auto kLinkedProject =
 
 TEST(ItemExport, WritesWhatIsDescribedElsewhereAtItsFirstMention) {
     EXPECT_EQ(item(kLinkedProject, "C1"),
-              "<xmeml version=\"5\"><clip id='c1'><uuid>C1</uuid><file id='f1'><pathurl>one"
+              "<xmeml version='5'><clip id='c1'><uuid>C1</uuid><file id='f1'><pathurl>one"
               "</pathurl></file></clip></xmeml>");
     EXPECT_EQ(item(kLinkedProject, "S1"),
-              "<xmeml version=\"5\"><sequence id='s1'><uuid> s1</uuid><media><clipitem id='i1'>"
+              "<xmeml version='5'><sequence id='s1'><uuid> s1</uuid><media><clipitem id='i1'>"
               "<file id='f1'><pathurl>one</pathurl></file><masterclipid>c1</masterclipid>"
               "</clipitem><clipitem id='i2'><file id='f2'><pathurl>two</pathurl></file></clipitem>"
               "<clipitem id='i3'><file id='f1' /></clipitem></media></sequence></xmeml>");
@@ -105,7 +111,7 @@ TEST(ItemExport, WritesWhatIsDescribedElsewhereAtItsFirstMention) {
 
 TEST(ItemExport, FollowsReferencesWithinWhatItWrites) {
     EXPECT_EQ(item(kLinkedProject, "s2"),
-              "<xmeml version=\"5\"><sequence id='s2'><uuid>S2</uuid><clipitem id='j1'>"
+              "<xmeml version='5'><sequence id='s2'><uuid>S2</uuid><clipitem id='j1'>"
               "<sequence id='s1'><uuid> s1</uuid><media><clipitem id='i1'><file id='f1'><pathurl>"
               "one</pathurl></file><masterclipid>c1</masterclipid></clipitem><clipitem id='i2'>"
               "<file id='f2'><pathurl>two</pathurl></file></clipitem><clipitem id='i3'>"
@@ -119,7 +125,7 @@ TEST(ItemExport, WhatWasNeededEarlierIsAReferenceInItsOwnPlace) {
         item("<xmeml><bin><uuid>b</uuid><children><clip id='c'><file id='f'/></clip>"
              "<clip id='d'><file id='f'><name>f</name></file></clip></children></bin></xmeml>",
              "B"),
-        "<xmeml version=\"5\"><bin><uuid>b</uuid><children><clip id='c'><file id='f'><name>f"
+        "<xmeml><bin><uuid>b</uuid><children><clip id='c'><file id='f'><name>f"
         "</name></file></clip><clip id='d'><file id='f'/></clip></children></bin></xmeml>");
 }
 
