@@ -64,6 +64,10 @@ std::string pathInFolder(std::string_view folder, std::string_view name) {
     return path.append("/").append(name);
 }
 
+std::string asOperand(const std::string& path) {
+    return path.starts_with('-') ? "./" + path : path;
+}
+
 std::string withoutSlashAtEnd(std::string_view path) {
     const std::size_t last = path.find_last_not_of('/');
     return std::string(path.substr(0, last == std::string_view::npos ? 1 : last + 1));

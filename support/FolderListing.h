@@ -30,6 +30,9 @@ void sortAsListed(std::vector<std::string>& names);
 /// The path of what is called `name` in a folder.
 [[nodiscard]] std::string pathInFolder(std::string_view folder, std::string_view name);
 
+/// The path as an argument of a tool, which would take one that begins with a dash for an option.
+[[nodiscard]] std::string asOperand(const std::string& path);
+
 /// The path without slashes at its end; "/" stays.
 [[nodiscard]] std::string withoutSlashAtEnd(std::string_view path);
 

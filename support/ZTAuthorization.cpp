@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <ctime>
 #include <filesystem>
+#include <iterator>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -169,7 +170,8 @@ bool ZTAuthorization::authCopyFile(const Path& oldPath, const Path& newPath) {
                      {});
         return false;
     }
-    return authExecTask("/bin/cp", {"-f", "-p", "-R", *oldPath, *newPath}) == 0;
+    return authExecTask("/bin/cp", {"-f", "-p", "-R", asOperand(*oldPath), asOperand(*newPath)}) ==
+           0;
 }
 
 bool ZTAuthorization::authMoveFile(const Path& oldPath, const Path& newPath) {
@@ -182,17 +184,17 @@ bool ZTAuthorization::authMoveFile(const Path& oldPath, const Path& newPath) {
     if (refusesSystemDirectory(*oldPath,
                                "Unable to move path %@ because it is a system directory."))
         return false;
-    return authExecTask("/bin/mv", {"-f", *oldPath, *newPath}) == 0;
+    return authExecTask("/bin/mv", {"-f", asOperand(*oldPath), asOperand(*newPath)}) == 0;
 }
 
 bool ZTAuthorization::authRemoveFile(const std::string& path) {
     if (refusesSystemDirectory(path, "Unable to delete path %@ because it is a system directory."))
         return false;
-    return authExecTask("/bin/rm", {"-Rdf", path}) == 0;
+    return authExecTask("/bin/rm", {"-Rdf", asOperand(path)}) == 0;
 }
 
 bool ZTAuthorization::authCreateDir(const std::string& path) {
-    return authExecTask("/bin/mkdir", {"-p", path}) == 0;
+    return authExecTask("/bin/mkdir", {"-p", asOperand(path)}) == 0;
 }
 
 std::optional<std::vector<std::string>> ZTAuthorization::pathsInFolder(const std::string& folder) {
@@ -240,20 +242,29 @@ bool ZTAuthorization::removeAll(const std::vector<std::string>& paths) {
     for (auto first = paths.begin(); first != paths.end();) {
         const auto last = first + std::min(kAtOnce, paths.end() - first);
         ZTTask::Arguments arguments = {"-R", "-f"};
-        arguments.insert(arguments.end(), first, last);
+        std::transform(first, last, std::back_inserter(arguments), asOperand);
         areAllStarted &= authExecTask("/bin/rm", arguments) == 0;
         first = last;
     }
     return areAllStarted;
 }
 
-std::string ZTAuthorization::freePathInTrash(const std::string& trash,
-                                             const std::string& path) const {
-    std::string destination = pathInFolder(trash, fileNameOf(withoutSlashAtEnd(path)));
-    if (!exists(destination))
-        return destination;
-    return std::string(withoutPathExtension(destination)) +
-           formatString("_%@.%@", {timeMark(services_.clock), pathExtension(destination)});
+std::string ZTAuthorization::freePathInTrash(const std::string& trash, const std::string& path) {
+    const std::string wanted = pathInFolder(trash, fileNameOf(withoutSlashAtEnd(path)));
+    const std::string marked =
+        std::string(withoutPathExtension(wanted)) + "_" + timeMark(services_.clock);
+    const std::string_view extension = pathExtension(wanted);
+    // A tool that has been started may not have come to its move yet, which would replace.
+    const std::lock_guard lock(namesGuard_);
+    const auto isTaken = [this](const std::string& name) {
+        return exists(name) || namesInTrash_.contains(name);
+    };
+    std::string name = wanted;
+    for (int number = 1; isTaken(name); ++number)
+        name = number == 1 ? formatString("%@.%@", {marked, extension})
+                           : formatString("%@ %i.%@", {marked, number, extension});
+    namesInTrash_.insert(name);
+    return name;
 }
 
 bool ZTAuthorization::authTrashFile(const std::string& path, bool deleteOnRootAccount) {

@@ -13,7 +13,9 @@
 
 #include <cstdint>
 #include <initializer_list>
+#include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -92,8 +94,8 @@ public:
     virtual bool authTrashFolderContents(const std::string& folder,
                                          bool deleteOnRootAccount = false);
     /// Moves the item into the Trash of the user, whom root works for; the time is added to its
-    /// name when there is one already. With `deleteOnRootAccount`, root that works for nobody
-    /// removes it for good instead.
+    /// name when there is one already, or may be soon. With `deleteOnRootAccount`, root that works
+    /// for nobody removes it for good instead.
     virtual bool authTrashFile(const std::string& path, bool deleteOnRootAccount = false);
 
 private:
@@ -102,13 +104,14 @@ private:
     [[nodiscard]] bool refusesSystemDirectory(const std::string& path, std::string_view line,
                                               bool isContent = false);
     [[nodiscard]] std::optional<std::vector<std::string>> pathsInFolder(const std::string& folder);
-    [[nodiscard]] std::string freePathInTrash(const std::string& trash,
-                                              const std::string& path) const;
+    [[nodiscard]] std::string freePathInTrash(const std::string& trash, const std::string& path);
     bool removeAll(const std::vector<std::string>& paths);
 
     const bool hasGUI_;
     const AuthorizationServices& services_;
     const Path userDirectory_;
+    std::mutex namesGuard_;
+    std::set<std::string> namesInTrash_; ///< given to tools that may still be moving
 };
 
 } // namespace cutstack

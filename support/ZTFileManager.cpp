@@ -259,7 +259,7 @@ bool ZTFileManager::touchFile(const Path& path, const FileServices& at) {
     if (!path)
         return false;
     const std::string tool = "/usr/bin/touch";
-    const std::vector<std::string> arguments = {"-c", *path};
+    const std::vector<std::string> arguments = {"-c", asOperand(*path)};
     if (::access(path->c_str(), W_OK) != 0)
         return at.privileged.execTask(tool, arguments) == 0;
     static_cast<void>(at.runTool(tool, arguments, kTouchTimeout));
@@ -270,7 +270,8 @@ bool ZTFileManager::compressFile(const std::string& source, const std::string& d
                                  const FileServices& at) {
     if (!nothingIsAt(destination) && !trashFile(destination, false, at))
         return false;
-    return at.runTool("/usr/bin/ditto", {"-ck", "--keepParent", source, destination},
+    return at.runTool("/usr/bin/ditto",
+                      {"-ck", "--keepParent", asOperand(source), asOperand(destination)},
                       std::nullopt) &&
            somethingIsAt(destination);
 }

@@ -117,6 +117,9 @@ TEST(ZTAuthorization, RunsOneToolForEachOperation) {
              {"remove",
               [](auto& a) { return a.authRemoveFile("/ab"); },
               {"/bin/rm", "-Rdf", "/ab"}},
+             {"remove by a relative path",
+              [](auto& a) { return a.authRemoveFile("-i"); },
+              {"/bin/rm", "-Rdf", "./-i"}},
              {"create",
               [](auto& a) { return a.authCreateDir("/ab"); },
               {"/bin/mkdir", "-p", "/ab"}},
@@ -295,6 +298,19 @@ TEST(ZTAuthorization, TrashesUnderAFreeName) {
             (Commands{{"/bin/mv", "-f", c.path, situation.folder / "anna/.Trash/" + c.name, "&"}}));
         EXPECT_TRUE(fs::is_directory(situation.folder / "anna/.Trash"));
     }
+}
+
+TEST(ZTAuthorization, NothingInTheTrashIsReplacedByWhatFollowsAtOnce) {
+    Situation situation;
+    const std::string trash = situation.folder / "anna/.Trash/";
+    ZTAuthorization authorization(true, situation.services);
+    for (const char* folder : {"/x", "/y", "/z"})
+        EXPECT_TRUE(authorization.authTrashFile(std::string(folder) + "/Promo.fcp"));
+    EXPECT_EQ(
+        situation.privileges.run_,
+        (Commands{{"/bin/mv", "-f", "/x/Promo.fcp", trash + "Promo.fcp", "&"},
+                  {"/bin/mv", "-f", "/y/Promo.fcp", trash + "Promo_20100314170509.fcp", "&"},
+                  {"/bin/mv", "-f", "/z/Promo.fcp", trash + "Promo_20100314170509 2.fcp", "&"}}));
 }
 
 TEST(ZTAuthorization, RootTrashesForTheUserAtTheConsole) {
