@@ -1,6 +1,7 @@
-// The run that backs up, killed at every call by which it could change a file: with a real bus, the
-// real project host and a store that has versions already. Whatever the moment, nothing that was
-// there is lost, nothing stands half written under its name, and the next run goes on.
+// The run that backs up, killed at every call by which it could change a file, and on a disk that
+// is full: with a real bus, the real project host and a store that has versions already. Whatever
+// happens, nothing that was there is lost, nothing stands half written under its name, and the next
+// run goes on.
 
 #include <algorithm>
 #include <filesystem>
@@ -8,6 +9,7 @@
 #include <map>
 
 #include <gtest/gtest.h>
+#include <sys/mount.h>
 #include <unistd.h>
 
 #include "support/PropertyListReading.h"
@@ -48,21 +50,26 @@ protected:
         fs::copy_file(CUTSTACK_INFO_PLIST, folder_ / "Cutstack.app/Contents/Info.plist");
         fs::copy_file("/bin/true", folder_ / "Cutstack.app/Contents/Helpers/launchctl");
         fs::create_directories(folder_ / "local/Library/Logs/Zantrel");
-        const auto preferences = xmlPropertyList(PropertyList::Dictionary{
-            {"filelist", PropertyList::Array{PropertyList::Dictionary{{"path", project_}}}}});
-        writeContent(folder_ / "home/Library/Preferences/com.zantrel.Cutstack.plist", *preferences);
+        setPreferences({});
         save(1);
     }
 
-    /// The editor writes the project with one clip that is so many frames long.
-    void save(int frames) {
+    void setPreferences(PropertyList::Dictionary more) {
+        more.insert_or_assign("filelist",
+                              PropertyList::Array{PropertyList::Dictionary{{"path", project_}}});
+        writeContent(folder_ / "home/Library/Preferences/com.zantrel.Cutstack.plist",
+                     *xmlPropertyList(more));
+    }
+
+    /// The editor writes the project with one clip that is so many frames long and has such a name.
+    void save(int frames, const std::string& name = "Pier") {
         const std::string text = std::to_string(frames);
         writeContent(project_ + ".saving",
                      "<xmeml version=\"5\"><sequence id=\"s\"><uuid>U-S</uuid><name>Opening</name>"
                      "<rate><timebase>25</timebase></rate><media><video><track>"
-                     "<clipitem id=\"c\"><name>Pier</name><in>0</in><out>" +
-                         text + "</out><start>0</start><end>" + text +
-                         "</end></clipitem></track></video></media></sequence></xmeml>\n");
+                     "<clipitem id=\"c\"><name>" +
+                         name + "</name><in>0</in><out>" + text + "</out><start>0</start><end>" +
+                         text + "</end></clipitem></track></video></media></sequence></xmeml>\n");
         fs::rename(project_ + ".saving", project_);
     }
 
@@ -161,6 +168,41 @@ TEST_F(KilledRunTest, LosesNothing) {
         std::cout << ' ' << call << ' ' << count;
     std::cout << '\n';
     RecordProperty("points", static_cast<int>(whole->points));
+}
+
+TEST_F(KilledRunTest, AFullDiskLosesNothing) {
+    const std::string disk = folder_ / "disk";
+    fs::create_directories(disk);
+    if (mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=64k") != 0)
+        GTEST_SKIP() << "only root can mount a small file system";
+    const struct Unmounted {
+        const std::string& disk;
+        ~Unmounted() { umount2(disk.c_str(), MNT_DETACH); }
+    } unmounted{disk};
+    const PrivateBus bus;
+    setPreferences({{"storagePath", disk}});
+    ASSERT_NO_FATAL_FAILURE(openInEditor());
+    ASSERT_EQ(wholeRun().status, 0);
+    const Files before = filesIn(disk);
+    ASSERT_EQ(before.size(), 2U);
+
+    // A project copy that does not fit, and one that fits without its XML copy.
+    for (const std::size_t length : {std::size_t{100'000}, std::size_t{30'000}}) {
+        save(2, std::string(length, 'x'));
+        ASSERT_EQ(wholeRun().status, 0);
+        Files left = filesIn(disk);
+        for (const auto& [name, content] : before)
+            EXPECT_EQ(left.at(name), content);
+        left.erase("Promo.fcp/Promo.00002.fcp");
+        EXPECT_EQ(left.size(), before.size()) << "nothing but whole copies";
+        EXPECT_EQ(fs::exists(disk + "/Promo.fcp/Promo.00002.fcp"), length < 50'000);
+        for (const auto& entry : fs::directory_iterator(disk + "/Promo.fcp"))
+            EXPECT_TRUE(isFinalName(entry.path())) << entry.path();
+    }
+    save(3);
+    ASSERT_EQ(wholeRun().status, 0);
+    EXPECT_EQ(contentOf(disk + "/Promo.fcp/Promo.00003.fcp"), contentOf(project_));
+    EXPECT_TRUE(fs::exists(disk + "/Promo.fcp/Promo.00003.xml"));
 }
 
 } // namespace
