@@ -6,6 +6,7 @@
 #include "support/Format.h"
 #include "support/StrictXml.h"
 #include "tools/projecthost/ProjectImport.h"
+#include "tools/projecthost/ServedMark.h"
 #include "tools/projecthost/identity/StableIdentity.h"
 #include "tools/projecthost/identity/TagScanning.h"
 
@@ -83,6 +84,7 @@ Acceptance ProjectContent::complete(std::string& bytes, std::string& error) cons
 /// Makes the bytes of the file those that are served, and keeps them. Giving identities includes a
 /// strict reading, so that another one is needed only where that fails.
 Acceptance ProjectContent::makeServed(std::string& bytes, std::string& error) {
+    const std::string inFile = bytes;
     const bool isReadOnce = imports_.empty() && beginsAsXmeml(bytes);
     Acceptance acceptance = isReadOnce ? toUtf8(bytes, error) : complete(bytes, error);
     if (acceptance != Acceptance::accepted)
@@ -96,7 +98,8 @@ Acceptance ProjectContent::makeServed(std::string& bytes, std::string& error) {
             return acceptance;
         services_.log(formatString("%@ is served without lasting identities: %@", {path_, why}));
     }
-    served_ = SharedBytes(std::move(bytes));
+    served_ =
+        SharedBytes(bytes == inFile ? withOtherServedMark(std::move(bytes)) : std::move(bytes));
     return Acceptance::accepted;
 }
 
