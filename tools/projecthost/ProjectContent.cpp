@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "platform/FinderMetadata.h"
 #include "support/AtomicFile.h"
 #include "support/Format.h"
 #include "support/StrictXml.h"
@@ -60,6 +61,28 @@ Acceptance toUtf8(std::string& bytes, std::string& error) {
     if (fault)
         error = "This is no whole XMEML document: " + fault->description();
     return fault ? Acceptance::unfinished : Acceptance::accepted;
+}
+
+/// What a Mac notes about a file: a project that is not called one is known by its type only.
+struct FinderNotes {
+    std::string type;
+    std::string creator;
+    std::uint16_t flags = 0;
+};
+
+FinderNotes finderNotesOf(const std::string& path) {
+    const FinderMetadata& metadata = finderMetadata();
+    return {metadata.hfsTypeCode(path), metadata.hfsCreatorCode(path), metadata.finderFlags(path)};
+}
+
+/// Notes it about a file that has no notes yet.
+bool note(FinderNotes notes, const std::string& path) {
+    const FinderMetadata& metadata = finderMetadata();
+    const bool hasCodes = !notes.type.empty() || !notes.creator.empty();
+    notes.type.resize(4, '\0');
+    notes.creator.resize(4, '\0');
+    return (!hasCodes || metadata.setHfsCodes(path, notes.type, notes.creator)) &&
+           (notes.flags == 0 || metadata.setFinderFlags(path, notes.flags));
 }
 
 } // namespace
@@ -151,8 +174,11 @@ bool ProjectContent::save(std::string& error) {
         error = "The file has just been changed by somebody else";
         return false;
     }
+    const FinderNotes notes = finderNotesOf(path_);
     if (!writeFileAtomically(path_, withStatedUtf8(std::move(whole)), error))
         return false;
+    if (!note(notes, path_))
+        services_.log(formatString("%@ has lost its type %@", {path_, notes.type}));
     imports_.clear();
     forget();
     return true;

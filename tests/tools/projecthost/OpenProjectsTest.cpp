@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "platform/Clock.h"
+#include "platform/FinderMetadata.h"
 #include "support/AtomicFile.h"
 #include "tests/Subprocess.h"
 #include "tests/TemporaryFolder.h"
@@ -232,10 +233,17 @@ TEST_F(OpenProjectsTest, WhatCannotBeSavedStays) {
     writeContent(path, kHead);
     EXPECT_FALSE(content.save(error));
     EXPECT_EQ(contentOf(path), kHead);
+    std::filesystem::remove(path);
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    EXPECT_FALSE(content.save(error));
+    EXPECT_EQ(error, "Not a regular file");
+    std::filesystem::remove(path);
     writeContent(path, project());
+    const bool isTyped = finderMetadata().setHfsCodes(path, "FCPF", "KeyG");
     EXPECT_NE(served(projects, path).find("<name>I</name>"), std::string::npos);
     EXPECT_TRUE(content.save(error)) << error;
     EXPECT_NE(contentOf(path).find("<bin><name>I</name></bin>"), std::string::npos);
+    EXPECT_EQ(finderMetadata().hfsTypeCode(path), isTyped ? "FCPF" : "");
 }
 
 TEST_F(OpenProjectsTest, Utf16IsServedAndSavedAsUtf8) {
