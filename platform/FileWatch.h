@@ -27,8 +27,9 @@ public:
 };
 
 /// Watches the files at `paths`, which are absolute, from now on; any number of them takes one
-/// place among the watches that the system grants a user, and one more for each folder. On failure
-/// returns nullptr with the reason in `error`.
+/// place among the watches that the system grants a user, and one more for each folder. Where a
+/// folder cannot be watched, be it now or later, all files are looked at every two seconds instead,
+/// until it can be. On failure returns nullptr with the reason in `error`.
 [[nodiscard]] std::unique_ptr<FileWatch> watchFiles(const std::vector<std::string>& paths,
                                                     std::string& error);
 

@@ -34,6 +34,9 @@ constexpr std::uint32_t kGone = IN_DELETE_SELF | IN_MOVE_SELF | IN_IGNORED | IN_
 /// How many links a path may lead through.
 constexpr int kMostLinks = 40;
 
+/// How often files are looked at as long as one of their folders cannot be watched.
+constexpr std::chrono::milliseconds kLookingInterval{2000};
+
 std::string folderOf(const std::string& path) {
     const auto slash = path.rfind('/');
     return slash == 0 ? "/" : path.substr(0, slash);
@@ -68,9 +71,6 @@ public:
             file.isChanged = false;
     }
 
-    /// Why a folder could not be watched, though it is there; 0 when all are.
-    [[nodiscard]] int fault() const { return fault_; }
-
     std::vector<std::string> wait(std::chrono::milliseconds longest) override {
         const auto end = std::chrono::steady_clock::now() + longest;
         std::vector<std::string> changed = takeChanged();
@@ -79,9 +79,16 @@ public:
                 end - std::chrono::steady_clock::now());
             if (longest.count() >= 0 && left.count() < 0)
                 break;
-            if (!waitForEvents(longest.count() < 0 ? -1 : static_cast<int>(left.count())))
-                break;
+            const bool isEndless = longest.count() < 0;
+            const bool looks = !seesAll_ && (isEndless || left > kLookingInterval);
+            const auto time = looks ? kLookingInterval : isEndless ? longest : left;
+            const Waited waited = waitForEvents(static_cast<int>(time.count()));
+            // Watches may have become free meanwhile.
+            if (!seesAll_)
+                arm();
             changed = takeChanged();
+            if (waited == Waited::woken || (waited == Waited::inVain && !looks))
+                break;
         }
         return changed;
     }
@@ -92,20 +99,22 @@ public:
     }
 
 private:
-    /// Waits for events and takes them in; false after a wake() or in time.
-    bool waitForEvents(int milliseconds) {
+    enum class Waited { forEvents, inVain, woken };
+
+    /// Waits for events and takes them in.
+    Waited waitForEvents(int milliseconds) {
         std::array<pollfd, 2> waiting{
             {{inotify_.number(), POLLIN, 0}, {waker_.number(), POLLIN, 0}}};
         const int ready = ::poll(waiting.data(), waiting.size(), milliseconds);
         if (ready < 0)
-            return errno == EINTR;
+            return errno == EINTR ? Waited::forEvents : Waited::woken;
         if (waiting[0].revents != 0)
             takeEvents();
         if (waiting[1].revents == 0)
-            return ready > 0;
+            return ready > 0 ? Waited::forEvents : Waited::inVain;
         std::uint64_t count = 0;
         [[maybe_unused]] const auto taken = ::read(waker_.number(), &count, sizeof count);
-        return false;
+        return Waited::woken;
     }
 
     void takeEvents() {
@@ -156,6 +165,7 @@ private:
         const std::set<int> before = std::move(folders_);
         folders_.clear();
         entries_.clear();
+        seesAll_ = true;
         for (std::size_t i = 0; i < files_.size(); ++i) {
             armWay(i);
             noteStamp(files_[i]);
@@ -189,8 +199,9 @@ private:
             if (number >= 0) {
                 folders_.insert(number);
                 entries_[{number, nameOf(entry)}].push_back({file, isFile});
-            } else if (errno == ENOSPC || errno == ENOMEM) {
-                fault_ = errno;
+            } else if (errno == ENOSPC || errno == ENOMEM || (isFile && errno == EACCES)) {
+                seesAll_ =
+                    false; // a folder above that may not be read only hides renames of itself
             }
             entry = folder;
         }
@@ -223,7 +234,7 @@ private:
 
     Descriptor inotify_;
     Descriptor waker_;
-    int fault_ = 0;
+    bool seesAll_ = true; ///< else the files are looked at now and then
     std::vector<WatchedFile> files_;
     std::set<int> folders_; ///< the numbers of their watches
     std::map<std::pair<int, std::string>, std::vector<Entry>> entries_;
@@ -244,11 +255,7 @@ std::unique_ptr<FileWatch> watchFiles(const std::vector<std::string>& paths, std
             return nullptr;
         }
     }
-    auto watch = std::make_unique<InotifyWatch>(std::move(inotify), std::move(waker), paths);
-    if (watch->fault() == 0)
-        return watch;
-    error = "too many folders to watch: " + wordingOf(watch->fault());
-    return nullptr;
+    return std::make_unique<InotifyWatch>(std::move(inotify), std::move(waker), paths);
 }
 
 } // namespace cutstack

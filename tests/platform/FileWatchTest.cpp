@@ -1,12 +1,17 @@
 #include "platform/FileWatch.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <optional>
 #include <thread>
 
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "tests/TemporaryFolder.h"
 
@@ -102,6 +107,52 @@ TEST_F(FileWatchTest, IsWokenByAnotherThread) {
     std::thread waker([&] { watched->wake(); });
     EXPECT_EQ(watched->wait(kForEver), Paths{});
     waker.join();
+}
+
+/// Runs `test` in a process of its own that may watch so many folders; what it returns, or nothing
+/// where such a process cannot be made.
+std::optional<int> withFewWatches(int limit, const std::function<int()>& test) {
+    constexpr int kImpossible = 77;
+    const pid_t child = fork();
+    if (child == 0) {
+        bool isLimited = unshare(CLONE_NEWUSER) == 0;
+        if (isLimited) {
+            std::ofstream file("/proc/sys/user/max_inotify_watches");
+            isLimited = static_cast<bool>(file << limit << std::flush);
+        }
+        _exit(isLimited ? test() : kImpossible);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    const int result = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return result == kImpossible ? std::nullopt : std::optional(result);
+}
+
+TEST_F(FileWatchTest, LooksAtFilesThatCannotBeWatched) {
+    const std::string path = in("a/f");
+    const auto isSeen = [&](bool isThereBefore) {
+        if (isThereBefore)
+            fs::create_directories(in("a"));
+        std::string error;
+        const auto watched = watchFiles({path}, error);
+        if (watched == nullptr || !watched->wait(kNow).empty())
+            return 1;
+        fs::create_directories(in("a"));
+        while (!isThereBefore && !watched->wait(std::chrono::milliseconds(20)).empty())
+            ;
+        write(path, "1");
+        return watched->wait(kForEver) == Paths{path} ? 0 : 1;
+    };
+    const auto levels = static_cast<int>(std::ranges::count(path, '/')) - 1;
+    for (const bool isThereBefore : {true, false}) {
+        SCOPED_TRACE(isThereBefore ? "from the beginning" : "later");
+        fs::remove_all(in("a"));
+        const auto result =
+            withFewWatches(isThereBefore ? 0 : levels, [&] { return isSeen(isThereBefore); });
+        if (!result)
+            GTEST_SKIP() << "no user namespace can be made here";
+        EXPECT_EQ(result, 0);
+    }
 }
 
 TEST_F(FileWatchTest, RefusesPathsThatDependOnTheWorkingFolder) {

@@ -21,6 +21,9 @@ constexpr int kHighestNice = 19;
 
 bool isAbsolute(const std::string& path) { return path.starts_with('/'); }
 
+/// systemd loads no unit whose program is called as a folder is.
+bool isProgram(const std::string& path) { return isAbsolute(path) && !path.ends_with('/'); }
+
 /// A text that a program can be given: one with a NUL in it would end there.
 const std::string* usableText(const PropertyList& value) {
     const std::string* text = value.asString();
@@ -63,8 +66,8 @@ std::string_view takeLabel(const PropertyList& value, JobDefinition& job) {
 
 std::string_view takeProgram(const PropertyList& value, JobDefinition& job) {
     const std::string* text = usableText(value);
-    if (text == nullptr || !isAbsolute(*text))
-        return "has to be an absolute path";
+    if (text == nullptr || !isProgram(*text))
+        return "has to be the absolute path of a file";
     job.program = *text;
     return "";
 }
@@ -135,7 +138,7 @@ std::string_view complete(JobDefinition& job) {
         job.arguments = {job.program};
     if (job.program.empty())
         job.program = job.arguments.front();
-    return isAbsolute(job.program) ? "" : "Program is missing, and ProgramArguments names no path";
+    return isProgram(job.program) ? "" : "Program is missing, and ProgramArguments names no path";
 }
 
 } // namespace

@@ -1,5 +1,7 @@
 #include "tools/launchctl/UnitFiles.h"
 
+#include <algorithm>
+
 #include "support/FolderListing.h"
 #include "support/Format.h"
 #include "tools/launchctl/UnitText.h"
@@ -119,13 +121,16 @@ std::string onMountText(const UnitNames& names) {
 
 bool hasTimer(const JobDefinition& job) { return job.runAtLoad || job.startIntervalInSeconds; }
 
-/// What a comment of that name says; nothing when there is none.
+/// What the line says that begins with `name`; nothing when there is none. What another comment
+/// says may look like one, but on its own line.
 std::optional<std::string> commentIn(std::string_view content, std::string_view name) {
-    const auto begin = content.find(name);
-    if (begin == std::string_view::npos)
-        return std::nullopt;
-    const std::string_view rest = content.substr(begin + name.size());
-    return plainText(rest.substr(0, rest.find('\n')));
+    while (!content.empty()) {
+        const std::string_view line = content.substr(0, content.find('\n'));
+        if (line.starts_with(name))
+            return plainText(line.substr(name.size()));
+        content.remove_prefix(std::min(line.size() + 1, content.size()));
+    }
+    return std::nullopt;
 }
 
 } // namespace

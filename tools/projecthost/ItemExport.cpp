@@ -1,5 +1,6 @@
 #include "tools/projecthost/ItemExport.h"
 
+#include "tools/projecthost/ServedMark.h"
 #include "tools/projecthost/TableOfContents.h"
 
 #include <array>
@@ -134,6 +135,8 @@ std::optional<std::string> exportedItem(const DocumentOutline& project, std::str
     if (!item)
         return std::nullopt;
     std::string result = documentHead(project);
+    if (hasServedMark(project.document()))
+        result.append(kServedMark).append("\n");
     ItemWriting(project, result).write(*item);
     return result.append("\n").append(kDocumentEnd);
 }

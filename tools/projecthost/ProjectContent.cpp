@@ -2,10 +2,12 @@
 
 #include <utility>
 
+#include "platform/FinderMetadata.h"
 #include "support/AtomicFile.h"
 #include "support/Format.h"
 #include "support/StrictXml.h"
 #include "tools/projecthost/ProjectImport.h"
+#include "tools/projecthost/ServedMark.h"
 #include "tools/projecthost/identity/StableIdentity.h"
 #include "tools/projecthost/identity/TagScanning.h"
 
@@ -61,6 +63,28 @@ Acceptance toUtf8(std::string& bytes, std::string& error) {
     return fault ? Acceptance::unfinished : Acceptance::accepted;
 }
 
+/// What a Mac notes about a file: a project that is not called one is known by its type only.
+struct FinderNotes {
+    std::string type;
+    std::string creator;
+    std::uint16_t flags = 0;
+};
+
+FinderNotes finderNotesOf(const std::string& path) {
+    const FinderMetadata& metadata = finderMetadata();
+    return {metadata.hfsTypeCode(path), metadata.hfsCreatorCode(path), metadata.finderFlags(path)};
+}
+
+/// Notes it about a file that has no notes yet.
+bool note(FinderNotes notes, const std::string& path) {
+    const FinderMetadata& metadata = finderMetadata();
+    const bool hasCodes = !notes.type.empty() || !notes.creator.empty();
+    notes.type.resize(4, '\0');
+    notes.creator.resize(4, '\0');
+    return (!hasCodes || metadata.setHfsCodes(path, notes.type, notes.creator)) &&
+           (notes.flags == 0 || metadata.setFinderFlags(path, notes.flags));
+}
+
 } // namespace
 
 Acceptance acceptProject(std::string& bytes, std::string& error) {
@@ -83,6 +107,7 @@ Acceptance ProjectContent::complete(std::string& bytes, std::string& error) cons
 /// Makes the bytes of the file those that are served, and keeps them. Giving identities includes a
 /// strict reading, so that another one is needed only where that fails.
 Acceptance ProjectContent::makeServed(std::string& bytes, std::string& error) {
+    const std::string inFile = bytes;
     const bool isReadOnce = imports_.empty() && beginsAsXmeml(bytes);
     Acceptance acceptance = isReadOnce ? toUtf8(bytes, error) : complete(bytes, error);
     if (acceptance != Acceptance::accepted)
@@ -96,7 +121,8 @@ Acceptance ProjectContent::makeServed(std::string& bytes, std::string& error) {
             return acceptance;
         services_.log(formatString("%@ is served without lasting identities: %@", {path_, why}));
     }
-    served_ = SharedBytes(std::move(bytes));
+    served_ =
+        SharedBytes(bytes == inFile ? withOtherServedMark(std::move(bytes)) : std::move(bytes));
     return Acceptance::accepted;
 }
 
@@ -148,8 +174,11 @@ bool ProjectContent::save(std::string& error) {
         error = "The file has just been changed by somebody else";
         return false;
     }
+    const FinderNotes notes = finderNotesOf(path_);
     if (!writeFileAtomically(path_, withStatedUtf8(std::move(whole)), error))
         return false;
+    if (!note(notes, path_))
+        services_.log(formatString("%@ has lost its type %@", {path_, notes.type}));
     imports_.clear();
     forget();
     return true;

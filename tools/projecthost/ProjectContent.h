@@ -33,7 +33,8 @@ public:
     ProjectContent(std::string path, const ContentServices& services)
         : path_(std::move(path)), services_(services) {}
 
-    /// The whole project as an XMEML document in UTF-8: the file as it is now, never half of it.
+    /// The whole project as an XMEML document in UTF-8: the file as it is now, never half of it,
+    /// and never the very bytes of the file (see ServedMark.h).
     /// On failure nothing, with the reason in `error`.
     [[nodiscard]] std::optional<SharedBytes> document(std::string& error);
 

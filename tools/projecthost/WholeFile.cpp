@@ -3,6 +3,8 @@
 #include "support/AtomicFile.h"
 
 #include <algorithm>
+#include <filesystem>
+#include <system_error>
 
 namespace cutstack::projecthost {
 
@@ -57,6 +59,11 @@ Reading::Attempt Reading::attempt(const Accepting& accept) {
         error_ = "The file is being written without a pause";
         return Attempt::again;
     }
+    std::error_code fault;
+    if (!std::filesystem::is_regular_file(path_, fault)) {
+        error_ = fault ? fault.message() : "Not a regular file"; // a pipe may never end
+        return Attempt::failed;
+    }
     auto bytes = readFile(path_, rules_.sizeLimit, error_);
     if (!bytes)
         return Attempt::failed;
@@ -85,15 +92,13 @@ bool Reading::waitForMore() {
     if (watch_ == nullptr) {
         std::string why;
         watch_ = watchFiles({path_}, why);
-        if (watch_ == nullptr) {
-            error_ += " (it cannot be watched: " + why + ")";
-            return false;
-        }
         // It may have changed before it was watched.
         if (fileStamp(path_, why) != stamp_)
             return true;
     }
-    rules_.interruption.wait(watch_, std::min(left, patience_));
+    // Where the system grants no watch any more, it is looked at now and then.
+    const auto longest = watch_ == nullptr ? std::min(patience_, rules_.stillFor) : patience_;
+    rules_.interruption.wait(watch_, std::min(left, longest));
     return !rules_.interruption.isInterrupted();
 }
 
@@ -117,6 +122,7 @@ void Interruption::interrupt() {
     isInterrupted_ = true;
     if (waiting_ != nullptr)
         waiting_->wake();
+    interrupted_.notify_all();
 }
 
 bool Interruption::isInterrupted() const {
@@ -127,8 +133,10 @@ bool Interruption::isInterrupted() const {
 void Interruption::wait(const std::shared_ptr<FileWatch>& watch,
                         std::chrono::milliseconds longest) {
     {
-        const std::lock_guard lock(guard_);
-        if (isInterrupted_)
+        std::unique_lock lock(guard_);
+        if (watch == nullptr)
+            interrupted_.wait_for(lock, longest, [this] { return isInterrupted_; });
+        if (watch == nullptr || isInterrupted_)
             return;
         waiting_ = watch;
     }

@@ -10,6 +10,7 @@
 //     └────────────────┴──── wait for a change ──────┴────────────────────────┘
 
 #include <chrono>
+#include <condition_variable>
 #include <cstddef>
 #include <functional>
 #include <memory>
@@ -30,12 +31,14 @@ public:
     void interrupt();
     [[nodiscard]] bool isInterrupted() const;
 
-    /// Waits for the watched file, at most as long as that; at once when there is an interruption.
+    /// Waits for the watched file, at most as long as that and without a watch just as long; no
+    /// longer than until there is an interruption.
     void wait(const std::shared_ptr<FileWatch>& watch, std::chrono::milliseconds longest);
 
 private:
     mutable std::mutex guard_;
     bool isInterrupted_ = false;
+    std::condition_variable interrupted_;
     std::shared_ptr<FileWatch> waiting_;
 };
 

@@ -9,9 +9,12 @@
 #include <thread>
 
 #include "platform/Clock.h"
+#include "platform/FinderMetadata.h"
 #include "support/AtomicFile.h"
 #include "tests/Subprocess.h"
 #include "tests/TemporaryFolder.h"
+#include "tools/projecthost/ItemExport.h"
+#include "tools/projecthost/ServedMark.h"
 
 namespace cutstack::projecthost {
 namespace {
@@ -230,10 +233,17 @@ TEST_F(OpenProjectsTest, WhatCannotBeSavedStays) {
     writeContent(path, kHead);
     EXPECT_FALSE(content.save(error));
     EXPECT_EQ(contentOf(path), kHead);
+    std::filesystem::remove(path);
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    EXPECT_FALSE(content.save(error));
+    EXPECT_EQ(error, "Not a regular file");
+    std::filesystem::remove(path);
     writeContent(path, project());
+    const bool isTyped = finderMetadata().setHfsCodes(path, "FCPF", "KeyG");
     EXPECT_NE(served(projects, path).find("<name>I</name>"), std::string::npos);
     EXPECT_TRUE(content.save(error)) << error;
     EXPECT_NE(contentOf(path).find("<bin><name>I</name></bin>"), std::string::npos);
+    EXPECT_EQ(finderMetadata().hfsTypeCode(path), isTyped ? "FCPF" : "");
 }
 
 TEST_F(OpenProjectsTest, Utf16IsServedAndSavedAsUtf8) {
@@ -252,13 +262,34 @@ TEST_F(OpenProjectsTest, Utf16IsServedAndSavedAsUtf8) {
                                "</xmeml>");
 }
 
+TEST_F(OpenProjectsTest, WhatIsServedIsNeverTheFileItself) {
+    OpenProjects projects = restart();
+    const std::string path = made("a.fcp", project());
+    std::string error;
+    ASSERT_TRUE(projects.open(path, error)) << error;
+    std::string content = served(projects, path);
+    EXPECT_FALSE(hasServedMark(content)) << "it has other ids";
+    for (const bool isMarked : {true, false, true}) {
+        SCOPED_TRACE(content);
+        ASSERT_TRUE(writeFileAtomically(path, content, error));
+        const std::string now = served(projects, path);
+        EXPECT_EQ(hasServedMark(now), isMarked);
+        EXPECT_EQ(hasServedMark(exportedItem(DocumentOutline(now), "C").value()), isMarked);
+        EXPECT_EQ(served(projects, path), now);
+        content = now;
+        // As it is laid out where it is kept.
+        if (const auto mark = content.find(kServedMark); mark != std::string::npos)
+            content.insert(mark, "\n    ");
+    }
+}
+
 TEST_F(OpenProjectsTest, WithoutItsIdentitiesAProjectIsServedAsItIs) {
     std::filesystem::create_directories(folder_ / "identities");
     OpenProjects projects = restart();
     const std::string path = made("a.fcp", project());
     std::string error;
     ASSERT_TRUE(projects.open(path, error)) << error;
-    EXPECT_EQ(served(projects, path), project());
+    EXPECT_EQ(served(projects, path), withOtherServedMark(project()));
     ASSERT_EQ(lines_.size(), 1U);
     EXPECT_NE(lines_[0].find("is served without lasting identities"), std::string::npos);
 }

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <regex>
 
 namespace cutstack::projecthost {
@@ -154,6 +155,23 @@ TEST_F(StableIdentity, SameDocumentSameBytesAndAnUndoBringsIdentityBack) {
     // Another project has identities of its own.
     EXPECT_NE(captures(serve(document, "/other.fcp"), "<uuid>([^<]+)"),
               captures(first, "<uuid>([^<]+)"));
+}
+
+TEST_F(StableIdentity, AMovedProjectKeepsItsIdentities) {
+    TimelineSeries series(kSeriesKinds[0], 3);
+    const std::string document = series.write(Identities::exported);
+    std::ofstream(folder_ / "p.fcp") << "here";
+    const std::string first = serve(document, folder_ / "p.fcp");
+    EXPECT_NE(serve(document, folder_ / "copies/p.fcp"), first);
+    EXPECT_NE(serve(document, folder_ / "renamed.fcp"), first);
+    std::filesystem::remove(folder_ / "p.fcp");
+    std::filesystem::remove(folder_ / "copies/p.fcp");
+    EXPECT_NE(serve(document, folder_ / "far/other.fcp"), first);
+    const std::string copy = serve(document, folder_ / "copies/p.fcp");
+    const std::string moved = serve(document, folder_ / "far/p.fcp");
+    EXPECT_EQ(moved, copy) << "the last one of that name";
+    EXPECT_EQ(serve(document, folder_ / "far/p.fcp"), moved);
+    EXPECT_EQ(serve(document, folder_ / "p.fcp"), first) << "it is there again";
 }
 
 TEST_F(StableIdentity, RefusesWhatIsNoDocument) {

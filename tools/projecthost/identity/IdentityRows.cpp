@@ -1,6 +1,7 @@
 #include "tools/projecthost/identity/IdentityRows.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
@@ -193,6 +194,30 @@ ProjectIdentities readProject(SqlDatabase& database, const std::string& projectP
     project.nextNumber = select.integer();
     readItems(database, row, project.items);
     return project;
+}
+
+void inheritProject(SqlDatabase& database, const std::string& projectPath,
+                    const std::function<bool(const std::string&)>& isGone,
+                    ProjectIdentities& project) {
+    const std::filesystem::path name = std::filesystem::path(projectPath).filename();
+    std::int64_t row = 0;
+    {
+        SqlStatement select(database, "SELECT id, save, next_number, path FROM project"
+                                      " WHERE save > 0 ORDER BY id DESC");
+        while (row == 0 && select.step()) {
+            const std::int64_t id = select.integer();
+            const std::int64_t save = select.integer();
+            const std::int64_t nextNumber = select.integer();
+            const std::string path = select.text();
+            if (std::filesystem::path(path).filename() != name || !isGone(path))
+                continue;
+            row = id;
+            project.save = save;
+            project.nextNumber = nextNumber;
+        }
+    }
+    if (row != 0)
+        readItems(database, row, project.items);
 }
 
 void writeProject(SqlDatabase& database, std::int64_t row, const ProjectIdentities& before,

@@ -19,6 +19,11 @@ constexpr std::array<std::string_view, 3> kCompanions = {"-journal", "-wal", "-s
 
 constexpr std::size_t kTokenLength = 8;
 
+bool isGone(const std::string& path) {
+    std::error_code code;
+    return fs::symlink_status(path, code).type() == fs::file_type::not_found;
+}
+
 std::int64_t schemaVersion(SqlDatabase& database) {
     SqlStatement version(database, "PRAGMA user_version");
     return version.step() ? version.integer() : 0;
@@ -53,8 +58,10 @@ IdentityStore::changeOnce(const std::string& projectPath,
     }
     std::int64_t row = 0;
     const ProjectIdentities before = readProject(database, projectPath, row);
+    ProjectIdentities now = before;
+    if (before.save == 0)
+        inheritProject(database, projectPath, isGone, now);
     if (database.isWell()) {
-        ProjectIdentities now = before;
         change(now);
         writeProject(database, row, before, now);
         database.run("COMMIT");

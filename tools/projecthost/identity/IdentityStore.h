@@ -2,7 +2,8 @@
 
 // The memory of identities: for every project, the items of its last save with what they were
 // served as, and those that were removed in the saves before. A small database beside the other
-// files of the host, named by the path of the project file; a project that is renamed begins anew.
+// files of the host, named by the path of the project file. A file that has been moved to another
+// folder goes on with what is known of it, as its versions do; one with a new name begins anew.
 //
 // Several processes may use one database. A store belongs to one thread at a time.
 
