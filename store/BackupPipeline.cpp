@@ -26,6 +26,9 @@ namespace {
 
 /// A save that is older was not what started the run, so the editor may be in the middle of things.
 constexpr std::int64_t kFreshnessInSeconds = 60;
+/// After a look at the projects that took longer, a save made during it may be as old before the
+/// next run looks.
+constexpr auto kLongLook = std::chrono::seconds(kFreshnessInSeconds / 2);
 
 constexpr std::string_view kProjectType = "FCPF";
 constexpr std::string_view kXmlType = "XML ";
@@ -77,25 +80,38 @@ bool isListed(const std::vector<std::string>& paths, const std::string& path) {
 } // namespace
 
 void BackupPipeline::processProjects() {
-    std::vector<std::string> processed;
-    const auto process = [&] {
+    const auto process = [this] {
         services_.log.appendLog("Processing projects...");
-        const auto settings = services_.readSettings();
-        const auto list = settings ? watchList(*settings) : std::nullopt;
-        if (!list)
-            return;
-        const auto openProjects = services_.editor.listOfOpenFCPProjects();
-        if (!openProjects || openProjects->empty())
-            return;
-        for (const PropertyList& entry : *list) {
-            if (processEntry(entry, *settings, *openProjects))
-                processed.push_back(
-                    pathInFolder(settings->storagePath, fileNameOf(textForKey(entry, "path"))));
+        // The next run may come too late for what was saved during a long one.
+        const auto begin = services_.clock.now();
+        while (lookAtProjects(begin) == Look::tookLong) {
         }
-        services_.manageBackups();
-        services_.refreshCaches(processed);
     };
     guarded("-[AppController processProjects]", process, services_.log);
+}
+
+BackupPipeline::Look BackupPipeline::lookAtProjects(TimePoint beginOfRun) {
+    const auto begin = services_.clock.now();
+    const auto settings = services_.readSettings();
+    const auto list = settings ? watchList(*settings) : std::nullopt;
+    if (!list)
+        return Look::isDone;
+    const auto openProjects = services_.editor.listOfOpenFCPProjects();
+    if (!openProjects || openProjects->empty())
+        return Look::isDone;
+    std::vector<std::string> processed;
+    bool isAnyBackedUp = false;
+    for (const PropertyList& entry : *list) {
+        const EntryEnd end = processEntry(entry, *settings, *openProjects, beginOfRun);
+        isAnyBackedUp = isAnyBackedUp || end != EntryEnd::skipped;
+        if (end == EntryEnd::furtherVersion)
+            processed.push_back(
+                pathInFolder(settings->storagePath, fileNameOf(textForKey(entry, "path"))));
+    }
+    services_.manageBackups();
+    services_.refreshCaches(processed);
+    return isAnyBackedUp && services_.clock.now() - begin > kLongLook ? Look::tookLong
+                                                                      : Look::isDone;
 }
 
 std::optional<PropertyList::Array> BackupPipeline::watchList(const BackupSettings& settings) {
@@ -107,23 +123,25 @@ std::optional<PropertyList::Array> BackupPipeline::watchList(const BackupSetting
     return converted && !converted->empty() ? converted : std::nullopt;
 }
 
-bool BackupPipeline::processEntry(const PropertyList& entry, const BackupSettings& settings,
-                                  const std::vector<std::string>& openProjects) {
+BackupPipeline::EntryEnd BackupPipeline::processEntry(const PropertyList& entry,
+                                                      const BackupSettings& settings,
+                                                      const std::vector<std::string>& openProjects,
+                                                      TimePoint beginOfRun) {
     const std::string listed = textForKey(entry, "path");
     const std::string project = services_.expandTilde(listed);
     if (project.empty() || !isListed(openProjects, project))
-        return false;
+        return EntryEnd::skipped;
     const std::string folder = pathInFolder(settings.storagePath, fileNameOf(project));
     BackupRequest request{.project = listed, .folder = folder, .number = 1, .sequence = {}};
     request.sequence = textForKey(entry, "selectedUUID");
     const auto last = lastBackupFile(folder);
     if (last) {
         const std::string path = pathInFolder(folder, *last);
-        if (!isFreshlySaved(project, path) || !takeNumberAfter(path, request))
-            return false;
+        if (!isFreshlySaved(project, path, beginOfRun) || !takeNumberAfter(path, request))
+            return EntryEnd::skipped;
     }
     backupProject(request);
-    return last.has_value();
+    return last ? EntryEnd::furtherVersion : EntryEnd::firstVersion;
 }
 
 bool BackupPipeline::takeNumberAfter(const std::string& lastFile, BackupRequest& request) {
@@ -136,7 +154,8 @@ bool BackupPipeline::takeNumberAfter(const std::string& lastFile, BackupRequest&
     return number.has_value();
 }
 
-bool BackupPipeline::isFreshlySaved(const std::string& project, const std::string& newest) {
+bool BackupPipeline::isFreshlySaved(const std::string& project, const std::string& newest,
+                                    TimePoint beginOfRun) {
     const auto stamp = stampOf(project);
     const auto newestStamp = stampOf(newest);
     if (!stamp || !newestStamp) {
@@ -152,7 +171,7 @@ bool BackupPipeline::isFreshlySaved(const std::string& project, const std::strin
         return false;
     }
     // In two numbers: a file may be of a time that is beyond a count of nanoseconds.
-    const auto earliest = services_.clock.now() - std::chrono::seconds(kFreshnessInSeconds);
+    const auto earliest = beginOfRun - std::chrono::seconds(kFreshnessInSeconds);
     const auto second = std::chrono::floor<std::chrono::seconds>(earliest);
     const std::pair<std::int64_t, std::int64_t> limit(
         second.time_since_epoch().count(),

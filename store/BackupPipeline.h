@@ -12,6 +12,7 @@
 // file ever stands half written under its name. Each operation runs in a guard. A pipeline may be
 // used on any thread, by one at a time; several processes may back up into one store.
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -75,8 +76,9 @@ class BackupPipeline {
 public:
     explicit BackupPipeline(BackupServices services) : services_(std::move(services)) {}
 
-    /// Backs up every watched project that the editor has open and that was saved within the last
-    /// minute, or that has no version yet; then retention and caches.
+    /// Backs up every watched project that the editor has open and that was saved within the minute
+    /// before the run, or since, or that has no version yet; then retention and caches. A run that
+    /// took long looks once more for what was saved during it.
     void processProjects();
 
     /// Has the editor save the watched projects that it has open. A watch list in the current
@@ -100,13 +102,19 @@ public:
     bool removeLastDuplicateForProject(const std::string& folder);
 
 private:
+    using TimePoint = std::chrono::system_clock::time_point;
+    enum class Look { isDone, tookLong };
+    enum class EntryEnd { skipped, firstVersion, furtherVersion };
+
+    Look lookAtProjects(TimePoint beginOfRun);
     [[nodiscard]] std::optional<PropertyList::Array> watchList(const BackupSettings& settings);
-    /// Whether a version was added to a project folder that had some before.
-    [[nodiscard]] bool processEntry(const PropertyList& entry, const BackupSettings& settings,
-                                    const std::vector<std::string>& openProjects);
-    /// Whether the project was saved since the backup file `newest`, and not long ago. The log has
-    /// what is skipped that may be a save.
-    [[nodiscard]] bool isFreshlySaved(const std::string& project, const std::string& newest);
+    [[nodiscard]] EntryEnd processEntry(const PropertyList& entry, const BackupSettings& settings,
+                                        const std::vector<std::string>& openProjects,
+                                        TimePoint beginOfRun);
+    /// Whether the project was saved since the backup file `newest`, and not long before the run
+    /// began. The log has what is skipped that may be a save.
+    [[nodiscard]] bool isFreshlySaved(const std::string& project, const std::string& newest,
+                                      TimePoint beginOfRun);
     [[nodiscard]] static bool isTheCopied(const std::string& project, const FileStamp& stamp,
                                           const std::string& newest);
     /// Gives the request the number after that of the file; false when there is none.

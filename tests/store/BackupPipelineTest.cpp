@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <utility>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -188,6 +189,26 @@ TEST_F(BackupPipelineTest, ASaveDuringTheExportIsBackedUpNext) {
     editor_.duringExport = [] {};
     process();
     EXPECT_EQ(contentOf(folder_ / "Versions/Promo.fcp/Promo.00002.fcp"), "two");
+}
+
+TEST_F(BackupPipelineTest, ALongRunMakesNoSaveTooOld) {
+    const std::string slow = watch("Slow.fcp", "one", 5);
+    const std::string other = watch("Other.fcp", "one", 5);
+    process();
+    save(slow, "two", 1);
+    save(other, "two", 1);
+    editor_.duringExport = [&, isFirst = true]() mutable {
+        if (std::exchange(isFirst, false)) {
+            save(slow, "three", 0);
+            clock_.time += std::chrono::minutes(2);
+        }
+    };
+    process();
+    EXPECT_EQ(contentOf(folder_ / "Versions/Other.fcp/Other.00002.fcp"), "two")
+        << "saved before the run, which came to it late";
+    EXPECT_EQ(contentOf(folder_ / "Versions/Slow.fcp/Slow.00003.fcp"), "three")
+        << "saved during the run, and long ago when it ended";
+    EXPECT_EQ(retentionRuns_, 3);
 }
 
 TEST_F(BackupPipelineTest, ReadsNeitherSettingsNorProjectsThatAreNotThere) {
