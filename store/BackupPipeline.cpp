@@ -30,11 +30,24 @@ constexpr std::int64_t kFreshnessInSeconds = 60;
 /// next run looks.
 constexpr auto kLongLook = std::chrono::seconds(kFreshnessInSeconds / 2);
 
+/// A file system's clock may stand still for that long: two saves within leave the same date.
+constexpr auto kClockTick = std::chrono::milliseconds(30);
+constexpr int kMostTicksToWait = 10;
+
 constexpr std::string_view kProjectType = "FCPF";
 constexpr std::string_view kXmlType = "XML ";
 constexpr std::string_view kXmlCreator = "KeyG";
 
-auto orderOf(const FileTime& time) { return std::pair(time.seconds, time.nanoseconds); }
+/// In two numbers: a file may be of a time that is beyond a count of nanoseconds.
+using TimeOrder = std::pair<std::int64_t, std::int64_t>;
+
+TimeOrder orderOf(const FileTime& time) { return {time.seconds, time.nanoseconds}; }
+
+TimeOrder orderOf(std::chrono::system_clock::time_point time) {
+    const auto second = std::chrono::floor<std::chrono::seconds>(time);
+    return {second.time_since_epoch().count(),
+            std::chrono::duration_cast<std::chrono::nanoseconds>(time - second).count()};
+}
 
 std::optional<FileStamp> stampOf(const std::string& path) {
     std::string error;
@@ -170,13 +183,7 @@ bool BackupPipeline::isFreshlySaved(const std::string& project, const std::strin
                                     project);
         return false;
     }
-    // In two numbers: a file may be of a time that is beyond a count of nanoseconds.
-    const auto earliest = beginOfRun - std::chrono::seconds(kFreshnessInSeconds);
-    const auto second = std::chrono::floor<std::chrono::seconds>(earliest);
-    const std::pair<std::int64_t, std::int64_t> limit(
-        second.time_since_epoch().count(),
-        std::chrono::duration_cast<std::chrono::nanoseconds>(earliest - second).count());
-    if (modified > limit)
+    if (modified > orderOf(beginOfRun - std::chrono::seconds(kFreshnessInSeconds)))
         return true;
     services_.log.appendLog("Skipping project %@ - saved more than %i seconds ago", project,
                             static_cast<int>(kFreshnessInSeconds));
@@ -269,6 +276,19 @@ void BackupPipeline::makeFolder(const std::string& folder) {
         services_.log.appendLog("Error creating directory structure: %@", wordingOf(fault));
 }
 
+/// Waits until the project's last save is so long ago that the next one will have a later date: a
+/// save that comes after the copy and has its date would count as backed up.
+void BackupPipeline::awaitClockTick(const std::string& project) {
+    for (int i = 0; i < kMostTicksToWait; ++i) {
+        const auto stamp = stampOf(project);
+        const auto now = services_.clock.now();
+        if (!stamp || orderOf(stamp->modified) <= orderOf(now - kClockTick) ||
+            orderOf(stamp->modified) > orderOf(now))
+            return;
+        services_.pauseFor(kClockTick);
+    }
+}
+
 void BackupPipeline::makeVersion(const BackupRequest& request, const std::string& project) {
     const BackupSettings settings = services_.readSettings().value_or(BackupSettings());
     const bool isThere = isWholeVersionThere(request, project);
@@ -316,6 +336,7 @@ std::optional<std::string> BackupPipeline::backupFCPProject(const std::string& p
         }
         // The project may be a link: what it leads to is what was saved.
         const std::string source = services_.expandTilde(project);
+        awaitClockTick(source);
         std::string error;
         if (services_.copier.copy(endOfLinks(source).value_or(source), target, nullptr, error) ==
             CopyEnd::copied)

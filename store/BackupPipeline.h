@@ -58,6 +58,8 @@ struct BackupServices {
     /// folders that got a new version.
     std::function<void()> manageBackups;
     std::function<void(const std::vector<std::string>& folders)> refreshCaches;
+    /// Lets so much time pass.
+    std::function<void(std::chrono::microseconds)> pauseFor;
     UserInterface* userInterface = nullptr;     ///< nullptr in a run without a window
     ProgressDisplay* snapshotSpinner = nullptr; ///< shown while a snapshot is taken
 };
@@ -120,6 +122,7 @@ private:
     /// Gives the request the number after that of the file; false when there is none.
     [[nodiscard]] bool takeNumberAfter(const std::string& lastFile, BackupRequest& request);
     void autosaveOpenProjects();
+    void awaitClockTick(const std::string& project);
     void makeVersion(const BackupRequest& request, const std::string& project);
     void makeXmlCopy(const BackupRequest& request, const std::string& project,
                      const BackupSettings& settings, const std::optional<FileStamp>& projectBefore);

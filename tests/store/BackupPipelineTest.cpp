@@ -114,7 +114,12 @@ protected:
                         return path.starts_with("~/") ? folder_ / path.substr(2) : path;
                     },
                 .manageBackups = [this] { ++retentionRuns_; },
-                .refreshCaches = [this](const Names& folders) { refreshed_ = folders; }};
+                .refreshCaches = [this](const Names& folders) { refreshed_ = folders; },
+                .pauseFor =
+                    [this](std::chrono::microseconds time) {
+                        whilePaused_();
+                        clock_.time += time;
+                    }};
     }
     Names copies(const std::string& project) {
         Names names;
@@ -145,6 +150,7 @@ protected:
     std::size_t converted_ = 0;
     int retentionRuns_ = 0;
     Names refreshed_;
+    std::function<void()> whilePaused_ = [] {};
 };
 
 TEST_F(BackupPipelineTest, TheFirstVersionIsMadeWhenTheEditorHasTheProjectOpen) {
@@ -189,6 +195,17 @@ TEST_F(BackupPipelineTest, ASaveDuringTheExportIsBackedUpNext) {
     editor_.duringExport = [] {};
     process();
     EXPECT_EQ(contentOf(folder_ / "Versions/Promo.fcp/Promo.00002.fcp"), "two");
+}
+
+TEST_F(BackupPipelineTest, OfTwoSavesWithOneDateTheLaterIsCopied) {
+    const std::string promo = watch("Promo.fcp", "one", 0);
+    whilePaused_ = [&] { save(promo, "two", 0); };
+    process();
+    EXPECT_EQ(contentOf(folder_ / "Versions/Promo.fcp/Promo.00001.fcp"), "two");
+    whilePaused_ = [] { ADD_FAILURE() << "a save of the future is not waited for"; };
+    save(promo, "three", -50);
+    process();
+    EXPECT_EQ(contentOf(folder_ / "Versions/Promo.fcp/Promo.00002.fcp"), "three");
 }
 
 TEST_F(BackupPipelineTest, ALongRunMakesNoSaveTooOld) {
