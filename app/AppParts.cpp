@@ -97,7 +97,8 @@ BackupServices AppParts::backupServices() {
                 },
             .manageBackups = [this] { manageBackups(); },
             .refreshCaches =
-                [this](const std::vector<std::string>& folders) { refreshCaches(folders); }};
+                [this](const std::vector<std::string>& folders) { refreshCaches(folders); },
+            .pauseFor = pauseFor};
 }
 
 std::optional<BackupPreferences> AppParts::preferences() const {

@@ -26,12 +26,28 @@ namespace {
 
 /// A save that is older was not what started the run, so the editor may be in the middle of things.
 constexpr std::int64_t kFreshnessInSeconds = 60;
+/// After a look at the projects that took longer, a save made during it may be as old before the
+/// next run looks.
+constexpr auto kLongLook = std::chrono::seconds(kFreshnessInSeconds / 2);
+
+/// A file system's clock may stand still for that long: two saves within leave the same date.
+constexpr auto kClockTick = std::chrono::milliseconds(30);
+constexpr int kMostTicksToWait = 10;
 
 constexpr std::string_view kProjectType = "FCPF";
 constexpr std::string_view kXmlType = "XML ";
 constexpr std::string_view kXmlCreator = "KeyG";
 
-auto orderOf(const FileTime& time) { return std::pair(time.seconds, time.nanoseconds); }
+/// In two numbers: a file may be of a time that is beyond a count of nanoseconds.
+using TimeOrder = std::pair<std::int64_t, std::int64_t>;
+
+TimeOrder orderOf(const FileTime& time) { return {time.seconds, time.nanoseconds}; }
+
+TimeOrder orderOf(std::chrono::system_clock::time_point time) {
+    const auto second = std::chrono::floor<std::chrono::seconds>(time);
+    return {second.time_since_epoch().count(),
+            std::chrono::duration_cast<std::chrono::nanoseconds>(time - second).count()};
+}
 
 std::optional<FileStamp> stampOf(const std::string& path) {
     std::string error;
@@ -88,25 +104,38 @@ std::optional<std::string> openPathOf(const std::string& project,
 } // namespace
 
 void BackupPipeline::processProjects() {
-    std::vector<std::string> processed;
-    const auto process = [&] {
+    const auto process = [this] {
         services_.log.appendLog("Processing projects...");
-        const auto settings = services_.readSettings();
-        const auto list = settings ? watchList(*settings) : std::nullopt;
-        if (!list)
-            return;
-        const auto openProjects = services_.editor.listOfOpenFCPProjects();
-        if (!openProjects || openProjects->empty())
-            return;
-        for (const PropertyList& entry : *list) {
-            if (processEntry(entry, *settings, *openProjects))
-                processed.push_back(
-                    pathInFolder(settings->storagePath, fileNameOf(textForKey(entry, "path"))));
+        // The next run may come too late for what was saved during a long one.
+        const auto begin = services_.clock.now();
+        while (lookAtProjects(begin) == Look::tookLong) {
         }
-        services_.manageBackups();
-        services_.refreshCaches(processed);
     };
     guarded("-[AppController processProjects]", process, services_.log);
+}
+
+BackupPipeline::Look BackupPipeline::lookAtProjects(TimePoint beginOfRun) {
+    const auto begin = services_.clock.now();
+    const auto settings = services_.readSettings();
+    const auto list = settings ? watchList(*settings) : std::nullopt;
+    if (!list)
+        return Look::isDone;
+    const auto openProjects = services_.editor.listOfOpenFCPProjects();
+    if (!openProjects || openProjects->empty())
+        return Look::isDone;
+    std::vector<std::string> processed;
+    bool isAnyBackedUp = false;
+    for (const PropertyList& entry : *list) {
+        const EntryEnd end = processEntry(entry, *settings, *openProjects, beginOfRun);
+        isAnyBackedUp = isAnyBackedUp || end != EntryEnd::skipped;
+        if (end == EntryEnd::furtherVersion)
+            processed.push_back(
+                pathInFolder(settings->storagePath, fileNameOf(textForKey(entry, "path"))));
+    }
+    services_.manageBackups();
+    services_.refreshCaches(processed);
+    return isAnyBackedUp && services_.clock.now() - begin > kLongLook ? Look::tookLong
+                                                                      : Look::isDone;
 }
 
 std::optional<PropertyList::Array> BackupPipeline::watchList(const BackupSettings& settings) {
@@ -118,13 +147,15 @@ std::optional<PropertyList::Array> BackupPipeline::watchList(const BackupSetting
     return converted && !converted->empty() ? converted : std::nullopt;
 }
 
-bool BackupPipeline::processEntry(const PropertyList& entry, const BackupSettings& settings,
-                                  const std::vector<std::string>& openProjects) {
+BackupPipeline::EntryEnd BackupPipeline::processEntry(const PropertyList& entry,
+                                                      const BackupSettings& settings,
+                                                      const std::vector<std::string>& openProjects,
+                                                      TimePoint beginOfRun) {
     const std::string listed = textForKey(entry, "path");
     const std::string expanded = services_.expandTilde(listed);
     const auto openPath = expanded.empty() ? std::nullopt : openPathOf(expanded, openProjects);
     if (!openPath)
-        return false;
+        return EntryEnd::skipped;
     const std::string& project = *openPath;
     const std::string folder = pathInFolder(settings.storagePath, fileNameOf(project));
     BackupRequest request{.project = project == expanded ? listed : project,
@@ -135,11 +166,11 @@ bool BackupPipeline::processEntry(const PropertyList& entry, const BackupSetting
     const auto last = lastBackupFile(folder);
     if (last) {
         const std::string path = pathInFolder(folder, *last);
-        if (!isFreshlySaved(project, path) || !takeNumberAfter(path, request))
-            return false;
+        if (!isFreshlySaved(project, path, beginOfRun) || !takeNumberAfter(path, request))
+            return EntryEnd::skipped;
     }
     backupProject(request);
-    return last.has_value();
+    return last ? EntryEnd::furtherVersion : EntryEnd::firstVersion;
 }
 
 bool BackupPipeline::takeNumberAfter(const std::string& lastFile, BackupRequest& request) {
@@ -152,7 +183,8 @@ bool BackupPipeline::takeNumberAfter(const std::string& lastFile, BackupRequest&
     return number.has_value();
 }
 
-bool BackupPipeline::isFreshlySaved(const std::string& project, const std::string& newest) {
+bool BackupPipeline::isFreshlySaved(const std::string& project, const std::string& newest,
+                                    TimePoint beginOfRun) {
     const auto stamp = stampOf(project);
     const auto newestStamp = stampOf(newest);
     if (!stamp || !newestStamp) {
@@ -167,13 +199,7 @@ bool BackupPipeline::isFreshlySaved(const std::string& project, const std::strin
                                     project);
         return false;
     }
-    // In two numbers: a file may be of a time that is beyond a count of nanoseconds.
-    const auto earliest = services_.clock.now() - std::chrono::seconds(kFreshnessInSeconds);
-    const auto second = std::chrono::floor<std::chrono::seconds>(earliest);
-    const std::pair<std::int64_t, std::int64_t> limit(
-        second.time_since_epoch().count(),
-        std::chrono::duration_cast<std::chrono::nanoseconds>(earliest - second).count());
-    if (modified > limit)
+    if (modified > orderOf(beginOfRun - std::chrono::seconds(kFreshnessInSeconds)))
         return true;
     services_.log.appendLog("Skipping project %@ - saved more than %i seconds ago", project,
                             static_cast<int>(kFreshnessInSeconds));
@@ -266,6 +292,19 @@ void BackupPipeline::makeFolder(const std::string& folder) {
         services_.log.appendLog("Error creating directory structure: %@", wordingOf(fault));
 }
 
+/// Waits until the project's last save is so long ago that the next one will have a later date: a
+/// save that comes after the copy and has its date would count as backed up.
+void BackupPipeline::awaitClockTick(const std::string& project) {
+    for (int i = 0; i < kMostTicksToWait; ++i) {
+        const auto stamp = stampOf(project);
+        const auto now = services_.clock.now();
+        if (!stamp || orderOf(stamp->modified) <= orderOf(now - kClockTick) ||
+            orderOf(stamp->modified) > orderOf(now))
+            return;
+        services_.pauseFor(kClockTick);
+    }
+}
+
 void BackupPipeline::makeVersion(const BackupRequest& request, const std::string& project) {
     const BackupSettings settings = services_.readSettings().value_or(BackupSettings());
     const bool isThere = isWholeVersionThere(request, project);
@@ -313,6 +352,7 @@ std::optional<std::string> BackupPipeline::backupFCPProject(const std::string& p
         }
         // The project may be a link: what it leads to is what was saved.
         const std::string source = services_.expandTilde(project);
+        awaitClockTick(source);
         std::string error;
         if (services_.copier.copy(endOfLinks(source).value_or(source), target, nullptr, error) ==
             CopyEnd::copied)

@@ -12,6 +12,7 @@
 // file ever stands half written under its name. Each operation runs in a guard. A pipeline may be
 // used on any thread, by one at a time; several processes may back up into one store.
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -57,6 +58,8 @@ struct BackupServices {
     /// folders that got a new version.
     std::function<void()> manageBackups;
     std::function<void(const std::vector<std::string>& folders)> refreshCaches;
+    /// Lets so much time pass.
+    std::function<void(std::chrono::microseconds)> pauseFor;
     UserInterface* userInterface = nullptr;     ///< nullptr in a run without a window
     ProgressDisplay* snapshotSpinner = nullptr; ///< shown while a snapshot is taken
 };
@@ -75,8 +78,9 @@ class BackupPipeline {
 public:
     explicit BackupPipeline(BackupServices services) : services_(std::move(services)) {}
 
-    /// Backs up every watched project that the editor has open and that was saved within the last
-    /// minute, or that has no version yet; then retention and caches.
+    /// Backs up every watched project that the editor has open and that was saved within the minute
+    /// before the run, or since, or that has no version yet; then retention and caches. A run that
+    /// took long looks once more for what was saved during it.
     void processProjects();
 
     /// Has the editor save the watched projects that it has open. A watch list in the current
@@ -100,18 +104,25 @@ public:
     bool removeLastDuplicateForProject(const std::string& folder);
 
 private:
+    using TimePoint = std::chrono::system_clock::time_point;
+    enum class Look { isDone, tookLong };
+    enum class EntryEnd { skipped, firstVersion, furtherVersion };
+
+    Look lookAtProjects(TimePoint beginOfRun);
     [[nodiscard]] std::optional<PropertyList::Array> watchList(const BackupSettings& settings);
-    /// Whether a version was added to a project folder that had some before.
-    [[nodiscard]] bool processEntry(const PropertyList& entry, const BackupSettings& settings,
-                                    const std::vector<std::string>& openProjects);
-    /// Whether the project was saved since the backup file `newest`, and not long ago. The log has
-    /// what is skipped that may be a save.
-    [[nodiscard]] bool isFreshlySaved(const std::string& project, const std::string& newest);
+    [[nodiscard]] EntryEnd processEntry(const PropertyList& entry, const BackupSettings& settings,
+                                        const std::vector<std::string>& openProjects,
+                                        TimePoint beginOfRun);
+    /// Whether the project was saved since the backup file `newest`, and not long before the run
+    /// began. The log has what is skipped that may be a save.
+    [[nodiscard]] bool isFreshlySaved(const std::string& project, const std::string& newest,
+                                      TimePoint beginOfRun);
     [[nodiscard]] static bool isTheCopied(const std::string& project, const FileStamp& stamp,
                                           const std::string& newest);
     /// Gives the request the number after that of the file; false when there is none.
     [[nodiscard]] bool takeNumberAfter(const std::string& lastFile, BackupRequest& request);
     void autosaveOpenProjects();
+    void awaitClockTick(const std::string& project);
     void makeVersion(const BackupRequest& request, const std::string& project);
     void makeXmlCopy(const BackupRequest& request, const std::string& project,
                      const BackupSettings& settings, const std::optional<FileStamp>& projectBefore);

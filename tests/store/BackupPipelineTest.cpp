@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <utility>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -113,7 +114,12 @@ protected:
                         return path.starts_with("~/") ? folder_ / path.substr(2) : path;
                     },
                 .manageBackups = [this] { ++retentionRuns_; },
-                .refreshCaches = [this](const Names& folders) { refreshed_ = folders; }};
+                .refreshCaches = [this](const Names& folders) { refreshed_ = folders; },
+                .pauseFor =
+                    [this](std::chrono::microseconds time) {
+                        whilePaused_();
+                        clock_.time += time;
+                    }};
     }
     Names copies(const std::string& project) {
         Names names;
@@ -144,6 +150,7 @@ protected:
     std::size_t converted_ = 0;
     int retentionRuns_ = 0;
     Names refreshed_;
+    std::function<void()> whilePaused_ = [] {};
 };
 
 TEST_F(BackupPipelineTest, TheFirstVersionIsMadeWhenTheEditorHasTheProjectOpen) {
@@ -188,6 +195,37 @@ TEST_F(BackupPipelineTest, ASaveDuringTheExportIsBackedUpNext) {
     editor_.duringExport = [] {};
     process();
     EXPECT_EQ(contentOf(folder_ / "Versions/Promo.fcp/Promo.00002.fcp"), "two");
+}
+
+TEST_F(BackupPipelineTest, OfTwoSavesWithOneDateTheLaterIsCopied) {
+    const std::string promo = watch("Promo.fcp", "one", 0);
+    whilePaused_ = [&] { save(promo, "two", 0); };
+    process();
+    EXPECT_EQ(contentOf(folder_ / "Versions/Promo.fcp/Promo.00001.fcp"), "two");
+    whilePaused_ = [] { ADD_FAILURE() << "a save of the future is not waited for"; };
+    save(promo, "three", -50);
+    process();
+    EXPECT_EQ(contentOf(folder_ / "Versions/Promo.fcp/Promo.00002.fcp"), "three");
+}
+
+TEST_F(BackupPipelineTest, ALongRunMakesNoSaveTooOld) {
+    const std::string slow = watch("Slow.fcp", "one", 5);
+    const std::string other = watch("Other.fcp", "one", 5);
+    process();
+    save(slow, "two", 1);
+    save(other, "two", 1);
+    editor_.duringExport = [&, isFirst = true]() mutable {
+        if (std::exchange(isFirst, false)) {
+            save(slow, "three", 0);
+            clock_.time += std::chrono::minutes(2);
+        }
+    };
+    process();
+    EXPECT_EQ(contentOf(folder_ / "Versions/Other.fcp/Other.00002.fcp"), "two")
+        << "saved before the run, which came to it late";
+    EXPECT_EQ(contentOf(folder_ / "Versions/Slow.fcp/Slow.00003.fcp"), "three")
+        << "saved during the run, and long ago when it ended";
+    EXPECT_EQ(retentionRuns_, 3);
 }
 
 TEST_F(BackupPipelineTest, ReadsNeitherSettingsNorProjectsThatAreNotThere) {
