@@ -18,6 +18,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include "support/Format.h"
 #include "support/ZTLocalPaths.h"
 #include "tests/PrivateBus.h"
 #include "tests/Subprocess.h"
@@ -52,12 +53,10 @@ std::string project(int frames, std::size_t clips = 1) {
     const std::string text = std::to_string(frames);
     std::string document = "<xmeml version=\"5\"><sequence id=\"s\"><uuid>U-S</uuid><name>Opening"
                            "</name><rate><timebase>25</timebase></rate><media><video><track>\n";
-    for (std::size_t i = 0; i < clips; ++i) {
-        const std::string number = std::to_string(i);
-        document += "<clipitem id=\"c" + number + "\"><name>Pier " + number +
-                    "</name><in>0</in><out>" + text + "</out><start>0</start><end>" + text +
-                    "</end></clipitem>\n";
-    }
+    for (std::size_t i = 0; i < clips; ++i)
+        document += formatString("<clipitem id=\"c%u\"><name>Pier %u</name><in>0</in><out>%@</out>"
+                                 "<start>0</start><end>%@</end></clipitem>\n",
+                                 {i, i, text, text});
     return document + "</track></video></media></sequence></xmeml>\n";
 }
 
@@ -240,9 +239,9 @@ public:
     void pause(int most) { std::this_thread::sleep_for(Milliseconds(upTo(most))); }
 
     void save(const std::string& path) {
-        constexpr std::size_t kMostClips = 2000;
-        const auto clips = static_cast<std::size_t>(1 + upTo(kMostClips));
-        const std::string content = project(++saved_, clips);
+        constexpr int kMostClips = 2000;
+        const int further = upTo(kMostClips);
+        const std::string content = project(++saved_, 1 + static_cast<std::size_t>(further));
         if (upTo(1) == 0)
             saveByRename(path, content);
         else
@@ -375,11 +374,10 @@ TEST_F(EndToEndTest, RunsAtOnceLoseNoVersion) {
         const std::string content = project(round, 3000);
         saved.insert(content);
         saveByRename(film("Harbour.fcp"), content);
-        std::vector<std::thread> runs;
-        for (int i = 0; i < 2; ++i)
-            runs.emplace_back([] { mustDo({CUTSTACK_EXECUTABLE, "-process"}); });
-        for (std::thread& run : runs)
-            run.join();
+        const auto run = [] { mustDo({CUTSTACK_EXECUTABLE, "-process"}); };
+        std::thread other(run);
+        run();
+        other.join();
         ASSERT_NO_FATAL_FAILURE(expectLastSave("Harbour.fcp", round));
         expectKept(before, filesIn(folder));
     }
