@@ -118,7 +118,7 @@ private:
     }
 
     void takeEvents() {
-        alignas(inotify_event) std::array<char, 64 * 1024> buffer{};
+        alignas(inotify_event) std::array<char, std::size_t{64} * 1024> buffer{};
         bool needsArming = false;
         for (;;) {
             const auto length = ::read(inotify_.number(), buffer.data(), buffer.size());

@@ -61,15 +61,24 @@ std::optional<std::string> projectToOpen(const std::string& file) {
     return path;
 }
 
+/// How often a host is asked that has gone when the answer is due.
+constexpr int kAttempts = 3;
+
+bool askToOpen(const std::string& path) {
+    for (int i = 0; i < kAttempts; ++i) {
+        if (Workspace::sharedWorkspace().openFile(path, host(), LaunchOptions::withoutActivation) &&
+            awaitHost())
+            return true;
+        if (isHostRunning())
+            break;
+        // It was just ending when it was asked; another one can be started now.
+    }
+    return complain("", "the project host cannot be started");
+}
+
 /// Asks for one file after the other: the first one may start the host.
 bool askToOpen(const Paths& paths) {
-    for (const std::string& path : paths) {
-        const bool isAsked =
-            Workspace::sharedWorkspace().openFile(path, host(), LaunchOptions::withoutActivation);
-        if (!isAsked || !awaitHost())
-            return complain("", "the project host cannot be started");
-    }
-    return true;
+    return std::ranges::all_of(paths, [](const std::string& path) { return askToOpen(path); });
 }
 
 } // namespace

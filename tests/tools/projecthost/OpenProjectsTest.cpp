@@ -4,9 +4,13 @@
 
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <thread>
+#include <unistd.h>
 
 #include "platform/Clock.h"
 #include "platform/FinderMetadata.h"
@@ -176,6 +180,29 @@ TEST_F(OpenProjectsTest, HalfAFileIsNotServed) {
     EXPECT_TRUE(readWholeFile(path, services_.reading, accept, error)) << error;
     writer.join();
     EXPECT_NE(served(projects, path).find("whole"), std::string::npos);
+}
+
+TEST_F(OpenProjectsTest, AFileThatCannotBeWatchedIsWaitedForAllTheSame) {
+    constexpr int kImpossible = 77;
+    services_.reading.stillFor = milliseconds(200);
+    const std::string path = made("a.fcp", project());
+    const pid_t child = fork();
+    if (child == 0) {
+        bool isLimited = unshare(CLONE_NEWUSER) == 0;
+        if (isLimited)
+            isLimited =
+                !!(std::ofstream("/proc/sys/user/max_inotify_instances") << 0 << std::flush);
+        writeContent(path, project());
+        std::string error;
+        const bool isRead =
+            isLimited && readWholeFile(path, services_.reading, acceptProject, error);
+        _exit(!isLimited ? kImpossible : isRead ? 0 : 1);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    if (WEXITSTATUS(status) == kImpossible)
+        GTEST_SKIP() << "no user namespace can be made here";
+    EXPECT_EQ(status, 0);
 }
 
 TEST_F(OpenProjectsTest, WaitingForAFileCanBeEnded) {

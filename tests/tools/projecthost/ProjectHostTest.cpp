@@ -296,6 +296,10 @@ TEST(ProjectHostActivation, TheBusStartsIt) {
     const std::string path = folder / "a.fcp";
     writeContent(path, kProject);
     EXPECT_TRUE(holds(ZTAppleEvents::getProjectXML(path, true), "Promo"));
+    // One that is just ending still has the name, and may take the question with it.
+    ASSERT_EQ(::kill(hostProcess(), SIGTERM), 0);
+    const Finished opened = projecthost({"--open", path});
+    EXPECT_EQ(opened.status, 0) << opened.errors;
     endHost(SIGTERM);
     std::filesystem::remove_all(home().path() / "Library");
 }
