@@ -59,18 +59,17 @@ std::optional<FileSystemInformation> fileSystemInformation(const std::string& pa
     }
     const auto mounts = currentMounts();
     const Mount* mount = mountOf(mounts, mountIdOf(path), wholePath);
-    if (mount == nullptr) {
-        error = "The table of mounted file systems cannot be read";
-        return std::nullopt;
-    }
     FileSystemInformation information;
-    information.isRemovable = isRemovableMount(*mount);
     information.isWritable = (status.f_flag & ST_RDONLY) == 0;
+    information.freeBytes = std::uint64_t{status.f_bavail} * status.f_frsize;
+    information.mountPoint = mount == nullptr ? "/" : mount->mountPoint;
+    // Below a changed root the table does not have what holds the root: nobody can take that away.
+    if (mount == nullptr)
+        return information;
+    information.isRemovable = isRemovableMount(*mount);
     information.isUnmountable = isUnmountable(*mount, information.isRemovable);
     information.description = mount->source;
     information.type = mount->type;
-    information.mountPoint = mount->mountPoint;
-    information.freeBytes = std::uint64_t{status.f_bavail} * status.f_frsize;
     return information;
 }
 
