@@ -40,6 +40,7 @@ public:
     ScratchFolder(const ScratchFolder&) = delete;
     ScratchFolder& operator=(const ScratchFolder&) = delete;
 
+    [[nodiscard]] const std::string& path() const { return path_; }
     /// Writes a file; its path. Throws when that fails.
     [[nodiscard]] std::string file(const std::string& name, const std::string& bytes) const;
 
@@ -50,6 +51,10 @@ private:
 /// Runs a program to its end and returns what it prints, or nothing if it cannot be started or
 /// fails. `arguments` begins with the program, which is looked up in the path.
 [[nodiscard]] std::optional<std::string> outputOf(const std::vector<std::string>& arguments);
+
+/// The processor time, in seconds, that a program takes itself, without that of the programs it
+/// starts; nothing if it cannot be started or fails. What it prints goes nowhere.
+[[nodiscard]] std::optional<double> processorSecondsOf(const std::vector<std::string>& arguments);
 
 /// The most memory that this process has held at a time.
 [[nodiscard]] std::size_t peakMemoryInBytes();
