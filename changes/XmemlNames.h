@@ -19,8 +19,9 @@ namespace cutstack {
     X(name)                                                                                        \
     X(start)                                                                                       \
     X(in)                                                                                          \
-    X(pathurl) X(marker) X(multiclip) X(subclipinfo) X(stillframeoffset) X(alignment) X(alphatype) \
-        X(angle) X(audio) X(bin) X(children) X(clip) X(clipitem) X(codec) X(comment) X(data)       \
+    X(pathurl)                                                                                     \
+    X(marker) X(multiclip) X(subclipinfo) X(stillframeoffset) X(alignment) X(alphatype) X(angle)   \
+        X(audio) X(bin) X(children) X(clip) X(clipitem) X(codec) X(comment) X(data)                \
             X(displayformat) X(duration) X(effect) X(effectcategory) X(effectid) X(effecttype)     \
                 X(enabled) X(end) X(endoffset) X(fielddominance) X(file) X(filter) X(frame)        \
                     X(generatoritem) X(height) X(id) X(ismasterclip) X(keyframe) X(link)           \

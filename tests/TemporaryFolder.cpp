@@ -1,9 +1,9 @@
 #include "tests/TemporaryFolder.h"
 
+#include <cstdlib>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
-#include <cstdlib>
 #include <system_error>
 
 namespace cutstack {

@@ -31,8 +31,7 @@ TEST(XmlFormatting, LaysElementsOutAndKeepsEverythingElse) {
         {"<x:a xmlns:x='u' x:b='1'/>", "<x:a xmlns:x=\"u\" x:b=\"1\"/>\n"},
         {"<!DOCTYPE a SYSTEM 'say \"a\".dtd'><a b='\"'/>",
          "<!DOCTYPE a\nSYSTEM 'say \"a\".dtd'>\n<a b=\"&quot;\"/>\n"},
-        {"<!DOCTYPE a PUBLIC \"it's\" 'a\"b'><a/>",
-         "<!DOCTYPE a\nSYSTEM 'a\"b'>\n<a/>\n"},
+        {"<!DOCTYPE a PUBLIC \"it's\" 'a\"b'><a/>", "<!DOCTYPE a\nSYSTEM 'a\"b'>\n<a/>\n"},
         {"<!-- c --><a><!-- d -->x<?p i?></a>", "<a>x</a>\n"},
     };
     for (const Case& c : cases) {
