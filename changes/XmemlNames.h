@@ -13,15 +13,15 @@ namespace cutstack {
 
 // The names of the first row are looked up below other elements; XmemlDocument keeps the places of
 // their elements in lists of their own (see XmemlDocument::elementsNamed).
+// clang-format off
 #define CUTSTACK_XMEML_NAMES(X)                                                                    \
     X(uuid)                                                                                        \
     X(itemhistory)                                                                                 \
     X(name)                                                                                        \
     X(start)                                                                                       \
     X(in)                                                                                          \
-    X(pathurl)                                                                                     \
-    X(marker) X(multiclip) X(subclipinfo) X(stillframeoffset) X(alignment) X(alphatype) X(angle)   \
-        X(audio) X(bin) X(children) X(clip) X(clipitem) X(codec) X(comment) X(data)                \
+    X(pathurl) X(marker) X(multiclip) X(subclipinfo) X(stillframeoffset) X(alignment) X(alphatype) \
+        X(angle) X(audio) X(bin) X(children) X(clip) X(clipitem) X(codec) X(comment) X(data)       \
             X(displayformat) X(duration) X(effect) X(effectcategory) X(effectid) X(effecttype)     \
                 X(enabled) X(end) X(endoffset) X(fielddominance) X(file) X(filter) X(frame)        \
                     X(generatoritem) X(height) X(id) X(ismasterclip) X(keyframe) X(link)           \
@@ -30,6 +30,7 @@ namespace cutstack {
                                 X(project) X(rate) X(sequence) X(startoffset) X(timebase)          \
                                     X(timecode) X(track) X(trackindex) X(transitionitem) X(value)  \
                                         X(video) X(width) X(xmeml)
+// clang-format on
 
 /// `none` is the name of a text, of the document itself and of a missing node.
 enum class XmemlName : std::uint32_t {
