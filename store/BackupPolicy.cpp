@@ -6,7 +6,7 @@ namespace cutstack {
 
 namespace {
 
-constexpr std::uint64_t kMegabyte = 1024 * 1024;
+constexpr std::uint64_t kMegabyte = std::uint64_t{1024} * 1024;
 
 struct PolicyRow {
     std::int64_t xmlLimit;

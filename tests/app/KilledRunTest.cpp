@@ -74,9 +74,10 @@ protected:
     }
 
     std::vector<std::string> environment() const {
+        const char* const bus = getenv("DBUS_SESSION_BUS_ADDRESS");
         return {"HOME=" + (folder_ / "home"), "CUTSTACK_LOCAL_ROOT=" + (folder_ / "local"),
                 "PATH=/usr/bin:/bin",
-                "DBUS_SESSION_BUS_ADDRESS=" + std::string(getenv("DBUS_SESSION_BUS_ADDRESS"))};
+                "DBUS_SESSION_BUS_ADDRESS=" + std::string(bus == nullptr ? "" : bus)};
     }
     std::vector<std::string> inEnvironment(std::vector<std::string> command) const {
         std::vector<std::string> words = {"/usr/bin/env", "-i"};
