@@ -18,7 +18,7 @@ struct SudoRule {
     std::string helper;            ///< sudo runs it for this user without a password
     std::string helperForPassword; ///< and this one with
     std::string password;
-    std::string rootsFolder; ///< may be seen, not changed
+    std::string rootsFolder; ///< may be seen, not changed; "closed" in it not even seen
 
     static std::optional<SudoRule> ofThisRun() {
         const char* folder = std::getenv("CUTSTACK_TEST_SUDO");
