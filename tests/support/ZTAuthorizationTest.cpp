@@ -84,10 +84,10 @@ struct Situation {
     }
     void beRoot(std::optional<std::string> userAtDesk = std::nullopt) {
         environment.root = true;
-        environment.home = folder / "root";
+        environment.home = folder / "admin";
         desk.user = std::move(userAtDesk);
         desk.homes["otto"] = folder / "otto";
-        for (const char* home : {"root", "otto"})
+        for (const char* home : {"admin", "otto"})
             fs::create_directories(folder / home);
     }
     /// What root started, without the path of the program.
@@ -322,7 +322,7 @@ TEST(ZTAuthorization, RootTrashesForTheUserAtTheConsole) {
     for (const Case& c : {
              Case{"otto", true, {"-f", "/x/a", "^/otto/.Trash/a"}},
              {"otto", false, {"-f", "/x/a", "^/otto/.Trash/a"}},
-             {std::nullopt, false, {"-f", "/x/a", "^/root/.Trash/a"}},
+             {std::nullopt, false, {"-f", "/x/a", "^/admin/.Trash/a"}},
              {std::nullopt, true, {"-Rdf", "/x/a"}},
          }) {
         Situation situation;
