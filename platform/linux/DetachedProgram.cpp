@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "platform/SystemErrors.h"
+#include "platform/linux/ArgumentVector.h"
 
 namespace cutstack {
 
@@ -72,18 +73,12 @@ void awaitEnd(pid_t process, std::function<void()> whenEnded) {
 
 bool startDetached(const std::string& program, const std::vector<std::string>& arguments,
                    std::function<void()> whenEnded, std::string& error) {
-    std::vector<std::string> words{program};
-    words.insert(words.end(), arguments.begin(), arguments.end());
-    std::vector<char*> pointers;
-    pointers.reserve(words.size() + 1);
-    for (std::string& word : words)
-        pointers.push_back(word.data());
-    pointers.push_back(nullptr);
+    const ArgumentVector words(program, arguments);
 
     const DetachedSettings settings;
     pid_t process = 0;
     const int fault = posix_spawnp(&process, program.c_str(), settings.files(),
-                                   settings.attributes(), pointers.data(), environ);
+                                   settings.attributes(), words.pointers(), environ);
     if (fault != 0) {
         error = wordingOf(fault);
         return false;

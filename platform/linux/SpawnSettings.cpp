@@ -7,6 +7,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "platform/linux/ArgumentVector.h"
+
 namespace cutstack {
 
 namespace {
@@ -54,14 +56,8 @@ int SpawnSettings::spawn(const std::string& path, const std::vector<std::string>
     if (fault_ != 0)
         return fault_;
 
-    std::vector<std::string> words{path};
-    words.insert(words.end(), arguments.begin(), arguments.end());
-    std::vector<char*> pointers;
-    pointers.reserve(words.size() + 1);
-    for (std::string& word : words)
-        pointers.push_back(word.data());
-    pointers.push_back(nullptr);
-    return posix_spawn(&process, path.c_str(), &files_, &attributes_, pointers.data(), environ);
+    const ArgumentVector words(path, arguments);
+    return posix_spawn(&process, path.c_str(), &files_, &attributes_, words.pointers(), environ);
 }
 
 } // namespace cutstack
